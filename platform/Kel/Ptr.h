@@ -1,0 +1,88 @@
+#ifndef KEL_PTR_H
+#define KEL_PTR_H
+
+#include <cstddef>
+#include <type_traits>
+#include <utility>
+
+#include "Kel/Assert.h"
+
+namespace Kel {
+
+// A strong, intrusive pointer: the count lives in the object (see PtrInterface), so a raw pointer
+// to a live object can always be turned back into a counted one.
+template <class T>
+class Ptr {
+ public:
+  using element_type = T;
+
+  Ptr() = default;
+  Ptr(std::nullptr_t) {}
+  Ptr(T* raw) : raw_(raw) { acquire(); }
+  Ptr(const Ptr& other) : raw_(other.raw_) { acquire(); }
+  Ptr(Ptr&& other) noexcept : raw_(std::exchange(other.raw_, nullptr)) {}
+  template <class U, class = std::enable_if_t<std::is_convertible_v<U*, T*>>>
+  Ptr(const Ptr<U>& other) : raw_(other.ptr()) {
+    acquire();
+  }
+  ~Ptr() { release(raw_); }
+
+  Ptr& operator=(const Ptr& other) { return reset(other.raw_); }
+  Ptr& operator=(Ptr&& other) noexcept {
+    T* old = std::exchange(raw_, std::exchange(other.raw_, nullptr));
+    release(old);
+    return *this;
+  }
+  Ptr& operator=(T* raw) { return reset(raw); }
+  Ptr& operator=(std::nullptr_t) { return reset(nullptr); }
+
+  T* ptr() const { return raw_; }
+  T* operator->() const { return checked(); }
+  T& operator*() const { return *checked(); }
+  explicit operator bool() const { return raw_ != nullptr; }
+  bool operator!() const { return raw_ == nullptr; }
+
+  template <class U>
+  bool operator==(const Ptr<U>& other) const {
+    return raw_ == other.ptr();
+  }
+  bool operator==(const T* raw) const { return raw_ == raw; }
+  bool operator==(std::nullptr_t) const { return raw_ == nullptr; }
+
+ private:
+  // Take the new reference before dropping the old: assigning a pointer to itself, or to an object
+  // only the old value kept alive, must not destroy it on the way.
+  Ptr& reset(T* raw) {
+    if (raw) raw->newRef();
+    T* old = std::exchange(raw_, raw);
+    release(old);
+    return *this;
+  }
+  void acquire() const {
+    if (raw_) raw_->newRef();
+  }
+  static void release(T* raw) {
+    if (raw) raw->deleteRef();
+  }
+  T* checked() const {
+    // Several handlers rely on a null input being a deterministic stop, never a wild access.
+    if (__builtin_expect(raw_ == nullptr, 0)) fatalError("dereference of a null Kel::Ptr");
+    return raw_;
+  }
+
+  T* raw_ = nullptr;
+};
+
+template <class T, class U>
+Ptr<T> ptr_cast(const Ptr<U>& p) {
+  return Ptr<T>(dynamic_cast<T*>(p.ptr()));
+}
+
+template <class T, class U>
+Ptr<T> const_ptr_cast(const Ptr<U>& p) {
+  return Ptr<T>(const_cast<T*>(p.ptr()));
+}
+
+}  // namespace Kel
+
+#endif

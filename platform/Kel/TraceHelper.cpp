@@ -1,0 +1,34 @@
+#include "Kel/TraceHelper.h"
+
+#include <new>
+
+namespace Kel {
+
+TraceMessage& TraceHelper::threadMessage() {
+  thread_local TraceMessage message;
+  return message;
+}
+
+TraceMessage* TraceHelper::create(TraceHandle& handle, int level, TraceScratch& scratch) {
+  TraceMessage* message = &threadMessage();
+  if (message->inUse_) {
+    message = new (scratch.storage()) TraceMessage;
+  } else {
+    message->threadOwned_ = true;
+  }
+  message->inUse_ = true;
+  message->reset(handle, level);
+  return message;
+}
+
+void TraceHelper::destroy(TraceMessage* message) {
+  if (!message) return;
+  if (message->threadOwned_) {
+    message->buffer_.trim();
+    message->inUse_ = false;
+  } else {
+    message->~TraceMessage();
+  }
+}
+
+}  // namespace Kel

@@ -1,0 +1,89 @@
+#ifndef MORVIK_AUDITREQUEST_H
+#define MORVIK_AUDITREQUEST_H
+
+#include "Kel/NotifieeConstOf.h"
+#include "Kel/Types.h"
+#include "Morvik/OrderedCollection.h"
+#include "Morvik/Record.h"
+
+namespace Morvik {
+
+// The active side's half of the audit handshake: its checksum of one cycle and the trigger that
+// asks the standby to check its copy.
+class AuditRequest : public Record {
+ public:
+  class NotifieeConst : public Kel::NotifieeConstOf<AuditRequest> {
+   public:
+    virtual void onActiveChecksum() {}
+    virtual void onActiveChecksumTwosComp() {}
+    virtual void onRemoteMemoryVersion() {}
+    virtual void onRequestId() {}
+    virtual void onAuditTrigger() {}
+    virtual void onAuditErrorsFixed() {}
+    virtual void onAuditMapEnabled() {}
+    virtual void onAuditMap(const U64&) {}
+    virtual void onAuditMapkelImmediate() {}
+    virtual void onAuditMap() {}
+  };
+  class Notifiee : public NotifieeConst {};
+
+  // Byte offset from the start of the local mirrored memory -> length of the range to checksum.
+  using AuditMap = OrderedCollection<U64, U64>;
+
+  explicit AuditRequest(const Kel::Name& name) : Record(name) {}
+
+  const char* fwkType() const override { return "Morvik::AuditRequest"; }
+
+  U64 activeChecksum() const { return activeChecksum_; }
+  U64 activeChecksumTwosComp() const { return activeChecksumTwosComp_; }
+  U32 remoteMemoryVersion() const { return remoteMemoryVersion_; }
+  U32 requestId() const { return requestId_; }
+  U32 auditTrigger() const { return auditTrigger_; }
+  U32 auditErrorsFixed() const { return auditErrorsFixed_; }
+  bool auditMapEnabled() const { return auditMapEnabled_; }
+  // In ascending offset order.
+  const AuditMap& auditMap() const { return auditMap_; }
+  // 0 when there is no range at that offset.
+  U64 auditMap(const U64& byteOffset) const { return auditMap_[byteOffset]; }
+
+  void activeChecksumIs(const U64& value) {
+    attributeIs(activeChecksum_, value, &NotifieeConst::onActiveChecksum);
+  }
+  void activeChecksumTwosCompIs(const U64& value) {
+    attributeIs(activeChecksumTwosComp_, value, &NotifieeConst::onActiveChecksumTwosComp);
+  }
+  void remoteMemoryVersionIs(U32 value) {
+    attributeIs(remoteMemoryVersion_, value, &NotifieeConst::onRemoteMemoryVersion);
+  }
+  void requestIdIs(U32 value) { attributeIs(requestId_, value, &NotifieeConst::onRequestId); }
+  void auditTriggerIs(U32 value) {
+    attributeIs(auditTrigger_, value, &NotifieeConst::onAuditTrigger);
+  }
+  void auditErrorsFixedIs(U32 value) {
+    attributeIs(auditErrorsFixed_, value, &NotifieeConst::onAuditErrorsFixed);
+  }
+  // The counters wrap at 2^32 and return their new value.
+  U32 requestIdInc(U32 delta);
+  U32 auditTriggerInc(U32 delta);
+  U32 auditErrorsFixedInc(U32 delta);
+  void auditMapEnabledIs(bool value) {
+    attributeIs(auditMapEnabled_, value, &NotifieeConst::onAuditMapEnabled);
+  }
+  void auditMapIs(const U64& byteOffset, const U64& length);
+  void auditMapDel(const U64& byteOffset);
+  void auditMapDelAll();
+
+ private:
+  U64 activeChecksum_ = 0;
+  U64 activeChecksumTwosComp_ = 0;
+  U32 remoteMemoryVersion_ = 0;
+  U32 requestId_ = 0;
+  U32 auditTrigger_ = 0;
+  U32 auditErrorsFixed_ = 0;
+  bool auditMapEnabled_ = false;
+  AuditMap auditMap_;
+};
+
+}  // namespace Morvik
+
+#endif

@@ -1,0 +1,28 @@
+#ifndef MORVIK_CHECKSUM_H
+#define MORVIK_CHECKSUM_H
+
+#include "Kel/Ptr.h"
+#include "Kel/Types.h"
+
+namespace Morvik {
+
+class Manifest;
+
+// Folds `length` bytes at `address` (a virtual address of this process) into a running checksum
+// and returns the new running value. Folds start from 0, and folding no bytes changes nothing, so
+// the checksum of nothing is 0. Both supervisors must fold with this same function: equal bytes in
+// equal order give equal results, while the order of the folds matters.
+U64 addToChecksum(U64 checksum, U64 address, U32 length);
+
+// The 64-bit two's complement: value + twosComplement(value) == 0 modulo 2^64.
+U64 twosComplement(U64 value);
+
+// The size of the whole mirrored memory: the sum of the manifest's feature sizes, added in 32-bit
+// arithmetic (it wraps at 2^32, which a sound manifest never reaches). A null manifest lays out
+// nothing and sums to 0.
+U32 morvikSummer(const Manifest& manifest);
+U32 morvikSummer(const Kel::Ptr<Manifest const>& manifest);
+
+}  // namespace Morvik
+
+#endif

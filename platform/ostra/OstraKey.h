@@ -1,0 +1,34 @@
+#ifndef OSTRA_OSTRAKEY_H
+#define OSTRA_OSTRAKEY_H
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace ostra {
+
+// Region keys are stored in the region's header; the bound keeps that header small.
+inline constexpr std::size_t kMaxKeyBytes = 65536;
+// Well short of NAME_MAX, which shm_open counts after dropping the leading '/'.
+inline constexpr std::size_t kMaxObjectNameBytes = 200;
+
+// A region: the simulated machine it belongs to, its name there, and the shared-memory object
+// that holds it.
+struct RegionKey {
+  std::string vmid;
+  std::string name;
+  std::string objectName;
+};
+
+// The flat shared-memory object name ("/" plus no other '/') for region `name` of machine `vmid`;
+// distinct pairs give distinct names.
+std::string objectNameFor(std::string_view vmid, std::string_view name);
+
+// The key of region `name` on the machine named by SIMULATION_VMID now; nothing for a null or
+// empty name or a key longer than kMaxKeyBytes.
+std::optional<RegionKey> currentKey(const char* name);
+
+}  // namespace ostra
+
+#endif
