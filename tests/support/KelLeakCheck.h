@@ -1,0 +1,28 @@
+#ifndef TESTS_SUPPORT_KELLEAKCHECK_H
+#define TESTS_SUPPORT_KELLEAKCHECK_H
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+
+#include "Kel/AllocTracker.h"
+
+namespace KelTest {
+
+// A fixture base that fails the test when a scenario leaves tracked objects behind. The baseline
+// is taken before and the check made after the derived fixture's members, so objects held by
+// fixture members count too.
+class LeakCheckedTest : public ::testing::Test {
+ protected:
+  LeakCheckedTest() : liveAtStart_(Kel::AllocTracker::totalLive()) {}
+  ~LeakCheckedTest() override {
+    EXPECT_EQ(Kel::AllocTracker::totalLive(), liveAtStart_) << "tracked objects leaked";
+  }
+
+ private:
+  std::int64_t liveAtStart_;
+};
+
+}  // namespace KelTest
+
+#endif
