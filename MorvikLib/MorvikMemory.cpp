@@ -18,13 +18,6 @@ MorvikMemory::~MorvikMemory() {
   bitmap_.clear();
 }
 
-template <class V>
-void MorvikMemory::attributeIs(V& slot, const V& value, Handler handler) {
-  if (slot == value) return;
-  slot = value;
-  notify<NotifieeConst>([handler](NotifieeConst* n) { (n->*handler)(); });
-}
-
 void MorvikMemory::activeSupeIs(bool value) {
   attributeIs(activeSupe_, value, &NotifieeConst::onActiveSupe);
 }

@@ -128,9 +128,6 @@ class MorvikMemory : public Kel::Entity {
   void doWriteLocalTest_py(U32 byteOffset, const U64& data, U32 size);
 
  private:
-  using Handler = void (NotifieeConst::*)();
-  template <class V>
-  void attributeIs(V& slot, const V& value, Handler handler);
   void notifyBitmap(const U64& key);
   bool nextPendingChunk(U64& chunk);
 

@@ -36,10 +36,14 @@ void dropReactor(Kel::Ptr<R>& slot) {
   old->kelDoZombieReactors(true);
 }
 
+// Returns whether the input changed; an unchanged input keeps its reactor.
 template <class R, class N>
-void replaceReactor(MorvikMemorySm* owner, Kel::Ptr<R>& slot, const Kel::Ptr<N>& notifier) {
+bool replaceReactor(MorvikMemorySm* owner, Kel::Ptr<R>& slot, const Kel::Ptr<N>& notifier) {
+  const Kel::Entity* current = slot ? slot->notifierEntity().ptr() : nullptr;
+  if (static_cast<const Kel::Entity*>(notifier.ptr()) == current) return false;
   dropReactor(slot);
   slot = Kel::reactorNew<R>(owner, notifier);
+  return true;
 }
 
 }  // namespace
@@ -112,30 +116,23 @@ Kel::Ptr<Kel::Clock const> MorvikMemorySm::wrClock() const {
 }
 
 void MorvikMemorySm::morvikStatusIs(const Kel::Ptr<Morvik::Status const>& status) {
-  if (status == morvikStatus()) return;
   replaceReactor(this, morvikStatus_, status);
 }
 
 void MorvikMemorySm::morvikManifestIs(const Kel::Ptr<Morvik::Manifest const>& manifest) {
-  if (manifest == morvikManifest()) return;
-  replaceReactor(this, morvikManifest_, manifest);
-  if (manifest) handleLocalMemoryChange();
+  if (replaceReactor(this, morvikManifest_, manifest) && manifest) handleLocalMemoryChange();
 }
 
 void MorvikMemorySm::morvikAuditIs(const Kel::Ptr<Morvik::Audit const>& audit) {
-  if (audit == morvikAudit()) return;
   replaceReactor(this, morvikAudit_, audit);
 }
 
 void MorvikMemorySm::morvikAuditRequestsIs(const Kel::Ptr<Kel::Dir const>& auditRequests) {
-  if (auditRequests == morvikAuditRequests()) return;
   replaceReactor(this, morvikAuditRequests_, auditRequests);
 }
 
 void MorvikMemorySm::morvikMemoryIs(const Kel::Ptr<MorvikMemory>& memory) {
-  if (memory == morvikMemory()) return;
-  replaceReactor(this, morvikMemory_, memory);
-  handleLocalMemoryChange();
+  if (replaceReactor(this, morvikMemory_, memory)) handleLocalMemoryChange();
 }
 
 void MorvikMemorySm::wrClockIs(const Kel::Ptr<Kel::Clock const>& clock) {

@@ -1,6 +1,8 @@
 #ifndef KEL_ENTITY_H
 #define KEL_ENTITY_H
 
+#include <type_traits>
+
 #include "Kel/EntityNotifiee.h"
 #include "Kel/Name.h"
 #include "Kel/NotifieeList.h"
@@ -26,6 +28,16 @@ class Entity : public PtrInterface {
  protected:
   Entity() = default;
   ~Entity() override = default;
+
+  // The scalar setter's rule: compare, store, and notify the attribute's handler only when the
+  // value changed. Returns whether it did.
+  template <class N, class V>
+  bool attributeIs(V& slot, const std::type_identity_t<V>& value, void (N::*handler)()) {
+    if (slot == value) return false;
+    slot = value;
+    notify<N>([handler](N* n) { (n->*handler)(); });
+    return true;
+  }
 
   // Visits the notifiee list with each notifiee seen as the entity's own notifiee type.
   template <class N, class F>

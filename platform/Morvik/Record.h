@@ -19,15 +19,6 @@ class Record : public Kel::Entity {
   explicit Record(const Kel::Name& name) : name_(name) {}
   ~Record() override = default;
 
-  // Returns whether the value changed; an unchanged value costs one comparison and no visit.
-  template <class N, class V>
-  bool attributeIs(V& slot, const V& value, void (N::*handler)()) {
-    if (slot == value) return false;
-    slot = value;
-    this->notify<N>([handler](N* n) { (n->*handler)(); });
-    return true;
-  }
-
   template <class N, class K>
   void notifyMember(void (N::*handler)(const K&), const K& key) const {
     this->notify<N>([handler, &key](N* n) { (n->*handler)(key); });
