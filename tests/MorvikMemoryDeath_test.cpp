@@ -3,15 +3,10 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <functional>
-#include <ostream>
 #include <string>
-#include <vector>
 
 #include "Kel/Allocate.h"
-#include "Kel/TraceSink.h"
 #include "MorvikLib/MorvikMemory.h"
-#include "MorvikLib/Trace.h"
 #include "support/Regions.h"
 
 namespace {
@@ -28,60 +23,31 @@ using testing::Not;
 constexpr U32 kLocalSize = 64 * 1024;
 constexpr U32 kRemoteSize = 32 * 1024;
 
-const char* const kShadowSig = "U64 MorvikLib::MorvikMemory::getShadow(const U64&, U32) const";
 const char* const kLocalBound = "localMemory().size() >= ( byteOffset + size )";
 const char* const kRemoteBound = "remoteMemory().size() >= ( byteOffset + size )";
 const char* const kRemoteEnd = "dest + size <= remoteMemory().vaddr() + remoteMemory().size()";
 const char* const kLocalEnd = "dest + size <= localMemory().vaddr() + localMemory().size()";
 const char* const kChunkLimit = "size <= remoteCopyChunkSize()";
 const char* const kSimulation = "inSimulationEnv()";
-// Written by the child while the operation runs, so the parent sees how far it got.
+// Says on standard error when ignoreChecksum changes, so the parent sees how far the child got.
 const char* const kChecksumMarked = "<ignoreChecksum changed>";
-const char* const kTraced = "<traced>";
-
-// Says on standard error when ignoreChecksum changes.
 class ChecksumHerald : public MorvikMemory::Notifiee {
  public:
   void onIgnoreChecksum() override { std::fprintf(stderr, "%s\n", kChecksumMarked); }
 };
 
-// Takes every trace line, says so, and runs an optional action for a line holding `fragment`.
-class TraceHerald : public Kel::TraceSink {
- public:
-  TraceHerald(std::string fragment, std::function<void()> action)
-      : fragment_(std::move(fragment)), action_(std::move(action)) {
-    install(this);
-    MorvikLib::traceHandle().allLevelsIs(true);
-  }
-  ~TraceHerald() override { uninstall(this); }
-  void entryIs(const Entry& entry) override {
-    std::fprintf(stderr, "%s\n", kTraced);
-    if (action_ && entry.text.find(fragment_) != std::string::npos) action_();
-  }
-
- private:
-  std::string fragment_;
-  std::function<void()> action_;
-};
-
-// Runs only inside the death-test child: an entity with both sides installed and ignoreChecksum
-// cleared, heard by a ChecksumHerald.
+// Made inside the death-test child: the chosen sides installed, ignoreChecksum cleared.
 struct Doomed {
-  explicit Doomed(const Regions& regions, bool local = true, bool remote = true) {
-    if (local) {
-      const MappedPair pair = regions.mapLocal();
-      memory->setLocal(pair.memory, pair.shadow);
-    }
-    if (remote) {
-      const MappedPair pair = regions.mapRemote();
-      memory->setRemote(pair.memory, pair.shadow);
-    }
+  Doomed(const Regions& regions, bool local, bool remote) : regions(regions) {
+    if (local) regions.setLocal(*memory);
+    if (remote) regions.setRemote(*memory);
     memory->ignoreChecksumIs(false);
     herald->notifierIs(memory);
     herald->isRegisteredNotifieeIs(true);
   }
   MorvikMemory* operator->() const { return memory.ptr(); }
 
+  const Regions& regions;
   Kel::Ptr<MorvikMemory> memory = MorvikLib::morvikMemoryFactory("doomed");
   Kel::Ptr<ChecksumHerald> herald = Kel::allocate<ChecksumHerald>();
   U8 buffer[8192] = {};
@@ -99,193 +65,68 @@ Matcher failed(const std::string& condition) {
   return HasSubstr("Assertion failed: " + condition + "\n");
 }
 
+enum Sides { none = 0, localOnly = 1, remoteOnly = 2, both = 3 };
+
 struct DeathCase {
-  const char* name;
-  std::function<void(const Regions&)> trigger;
+  Sides sides;
+  void (*trigger)(Doomed&);
   Matcher output;
 };
 
-std::vector<DeathCase> deathCases() {
-  return {
-      {"WritePastLocalEndAfterMarkingChecksum",
-       [](const Regions& r) {
-         Doomed d(r);
-         d->doWrite(kLocalSize - 3, d.buffer, 4);
-       },
-       AllOf(failed(kLocalBound), HasSubstr(kChecksumMarked),
-             HasSubstr("void MorvikLib::MorvikMemory::doWrite(U32, Kel::BytePtr, U32)"))},
-      {"ReadPastLocalEnd",
-       [](const Regions& r) {
-         Doomed d(r);
-         d->doRead(kLocalSize, d.buffer, 1);
-       },
+TEST(MorvikMemoryDeathTest, EveryAssertionAbortsWithItsConditionText) {
+  const Regions regions(Regions::Kind::simulated, kLocalSize, kRemoteSize);
+  const DeathCase cases[] = {
+      {both, [](Doomed& d) { d->doWrite(kLocalSize - 3, d.buffer, 4); },
+       AllOf(failed(kLocalBound), HasSubstr(kChecksumMarked))},
+      {both, [](Doomed& d) { d->doRead(kLocalSize, d.buffer, 1); },
        AllOf(failed(kLocalBound), Not(HasSubstr(kChecksumMarked)))},
-      {"ReadUnmapped",
-       [](const Regions& r) {
-         Doomed d(r, false, true);
-         d->doRead(0, d.buffer, 1);
-       },
-       failed("localMemory().vaddr()")},
-      {"ReadMappedButEmpty",
-       [](const Regions& r) {
-         Doomed d(r, false, false);
-         const MappedPair pair = r.mapLocal();
-         d->localMemoryIs(MemoryMapping(pair.memory.name(), pair.memory.vaddr(), 0, 0, 0));
-         d->doRead(0, d.buffer, 0);
-       },
-       failed("localMemory().size()")},
-      {"SyncWithoutLocalMemory",
-       [](const Regions& r) {
-         Doomed d(r, false, true);
-         d->doSync();
-       },
+      {remoteOnly, [](Doomed& d) { d->doRead(0, d.buffer, 1); }, failed("localMemory().vaddr()")},
+      {remoteOnly, [](Doomed& d) { d->doSync(); },
        AllOf(failed("localMemory().vaddr()"), HasSubstr("remoteCopy"))},
-      {"RemoteSetPastRemoteEnd",
-       [](const Regions& r) {
-         Doomed d(r);
-         d->remoteSet(kRemoteSize - 10, 0, 11);
-       },
-       AllOf(failed(kRemoteEnd), HasSubstr(kShadowSig))},
-      {"RemoteSetLongerThanAChunk",
-       [](const Regions& r) {
-         Doomed d(r);
-         d->remoteSet(0, 0, 4097);
-       },
-       AllOf(failed(kChunkLimit), HasSubstr(kShadowSig))},
-      {"RemoteTestWriteLongerThanAChunk",
-       [](const Regions& r) {
-         Doomed d(r);
-         d->doWriteRemoteTest(0, d.buffer, 4097);
-       },
-       failed(kChunkLimit)},
-      {"LastChunkIsCopiedWholePastTheRemoteEnd",
-       [](const Regions& r) {
-         // Both sides described as 12 KiB long, so the last 8 KiB chunk is half outside.
-         Doomed d(r, false, false);
-         const MappedPair local = r.mapLocal();
-         const MappedPair remote = r.mapRemote();
+      {both, [](Doomed& d) { d->remoteSet(kRemoteSize - 10, 0, 11); }, failed(kRemoteEnd)},
+      {both, [](Doomed& d) { d->remoteSet(0, 0, 4097); }, failed(kChunkLimit)},
+      {both, [](Doomed& d) { d->doWriteRemoteTest(0, d.buffer, 4097); }, failed(kChunkLimit)},
+      {none,
+       [](Doomed& d) {
+         // Both sides described as 12 KiB long: the last 8 KiB chunk is copied half outside.
+         const MappedPair local = d.regions.mapLocal(), remote = d.regions.mapRemote();
          d->setLocal(prefix(local.memory, 12288), prefix(local.shadow, 12288));
          d->setRemote(prefix(remote.memory, 12288), prefix(remote.shadow, 12288));
          d->remoteCopyChunkSizeIs(8192);
          d->replicationStatusIs(8192, true);
          d->remoteCopyChunk();
        },
-       AllOf(failed(kRemoteEnd), HasSubstr(kShadowSig))},
-      {"SetPastLocalEnd",
-       [](const Regions& r) {
-         Doomed d(r);
-         d->doSet(kLocalSize - 1, 0, 2);
-       },
-       AllOf(failed(kLocalEnd), HasSubstr(kShadowSig))},
-      {"CopyPastLocalEnd",
-       [](const Regions& r) {
-         Doomed d(r);
-         d->doCopy(kLocalSize - 4, 0, 8);
-       },
-       failed(kLocalEnd)},
-      {"RemoteReadOutsideSimulation",
-       [](const Regions& r) {
-         Doomed d(r);
-         TraceHerald traces("", nullptr);
-         ::unsetenv("SIMULATION_VMID");
-         d->doReadRemoteTest(0, d.buffer, 1);
-       },
-       AllOf(failed(kSimulation), Not(HasSubstr(kTraced)))},
-      {"RemoteWriteOutsideSimulation",
-       [](const Regions& r) {
-         Doomed d(r);
-         TraceHerald traces("", nullptr);
-         ::unsetenv("SIMULATION_VMID");
-         d->doWriteRemoteTest(0, d.buffer, 1);
-       },
-       AllOf(failed(kSimulation), Not(HasSubstr(kTraced)))},
-      {"RemoteWriteRereadsTheEnvironmentBeforeItsStore",
-       [](const Regions& r) {
-         Doomed d(r);
-         TraceHerald traces(" memcpy : ", [] { ::unsetenv("SIMULATION_VMID"); });
-         d->doWriteRemoteTest(0, d.buffer, 1);
-       },
-       AllOf(failed(kSimulation), HasSubstr(kTraced))},
-      {"LocalTestWriteOutsideSimulationBeforeMarkingChecksum",
-       [](const Regions& r) {
-         Doomed d(r);
-         TraceHerald traces("", nullptr);
-         ::unsetenv("SIMULATION_VMID");
-         d->doWriteLocalTest(0, d.buffer, 1);
-       },
-       AllOf(failed(kSimulation), Not(HasSubstr(kTraced)), Not(HasSubstr(kChecksumMarked)))},
-      {"RemoteTestReadPastRemoteEnd",
-       [](const Regions& r) {
-         Doomed d(r);
-         d->doReadRemoteTest(kRemoteSize - 1, d.buffer, 2);
-       },
+       failed(kRemoteEnd)},
+      {both, [](Doomed& d) { d->doSet(kLocalSize - 1, 0, 2); }, failed(kLocalEnd)},
+      {both, [](Doomed& d) { d->doCopy(kLocalSize - 4, 0, 8); }, failed(kLocalEnd)},
+      {both, [](Doomed& d) { ::unsetenv("SIMULATION_VMID"), d->doReadRemoteTest(0, d.buffer, 1); },
+       failed(kSimulation)},
+      {both, [](Doomed& d) { ::unsetenv("SIMULATION_VMID"), d->doWriteRemoteTest(0, d.buffer, 1); },
+       failed(kSimulation)},
+      {both, [](Doomed& d) { ::unsetenv("SIMULATION_VMID"), d->doWriteLocalTest(0, d.buffer, 1); },
+       AllOf(failed(kSimulation), Not(HasSubstr(kChecksumMarked)))},
+      {both, [](Doomed& d) { d->doReadRemoteTest(kRemoteSize - 1, d.buffer, 2); },
        failed(kRemoteBound)},
-      {"RemoteTestReadOfUnmappedRemote",
-       [](const Regions& r) {
-         Doomed d(r, true, false);
-         d->doReadRemoteTest(0, d.buffer, 1);
-       },
+      {localOnly, [](Doomed& d) { d->doReadRemoteTest(0, d.buffer, 1); }, failed(kRemoteBound)},
+      {both, [](Doomed& d) { d->doWriteRemoteTest(kRemoteSize - 1, d.buffer, 2); },
        failed(kRemoteBound)},
-      {"RemoteTestWritePastRemoteEnd",
-       [](const Regions& r) {
-         Doomed d(r);
-         d->doWriteRemoteTest(kRemoteSize - 1, d.buffer, 2);
-       },
-       failed(kRemoteBound)},
-      {"LocalTestWriteBeyondTheSmallerRemote",
-       [](const Regions& r) {
-         Doomed d(r);
-         d->doWriteLocalTest(kRemoteSize, d.buffer, 1);  // fits local memory
-       },
+      // Fits local memory, not the smaller remote one.
+      {both, [](Doomed& d) { d->doWriteLocalTest(kRemoteSize, d.buffer, 1); },
        AllOf(failed(kRemoteBound), HasSubstr(kChecksumMarked))},
-      {"UnsetLocalWithoutShadow",
-       [](const Regions& r) {
-         Doomed d(r, false, false);
-         d->setLocal(r.mapLocal().memory, MemoryMapping());
-         d->unsetLocal();
-       },
+      {none, [](Doomed& d) { d->setLocal(d.regions.mapLocal().memory, {}), d->unsetLocal(); },
        failed("localMemoryWritableShadow().vaddr()")},
-      {"UnsetRemoteWithoutShadow",
-       [](const Regions& r) {
-         Doomed d(r, false, false);
-         d->setRemote(r.mapRemote().memory, MemoryMapping());
-         d->unsetRemote();
-       },
-       failed("remoteMemoryWritableShadow().vaddr()")},
-      {"UnsetRemoteOfABogusSimulatedMapping",
-       [](const Regions& r) {
-         Doomed d(r, false, false);
-         const U64 bogus = reinterpret_cast<std::uintptr_t>(d.buffer);
-         d->setRemote(MemoryMapping("MorvikRemote", bogus, 4096, 0, 0),
-                      MemoryMapping("MorvikRemote", bogus, 4096, 0, 0));
-         d->unsetRemote();
-       },
-       AllOf(failed("err == 0"), HasSubstr("doMunmap"))},
-  };
+      {none, [](Doomed& d) { d->setRemote(d.regions.mapRemote().memory, {}), d->unsetRemote(); },
+       failed("remoteMemoryWritableShadow().vaddr()")}};
+  for (std::size_t i = 0; i < std::size(cases); ++i) {
+    SCOPED_TRACE("case " + std::to_string(i));
+    const DeathCase& c = cases[i];
+    EXPECT_DEATH(
+        {
+          Doomed d(regions, c.sides & localOnly, c.sides & remoteOnly);
+          c.trigger(d);
+        },
+        c.output);
+  }
 }
-
-void PrintTo(const DeathCase& c, std::ostream* out) {
-  *out << c.name;
-}
-
-// Whether this process is the child of a death test that re-executes the binary.
-Regions::Ownership ownershipHere() {
-  return GTEST_FLAG_GET(internal_run_death_test).empty() ? Regions::Ownership::create
-                                                         : Regions::Ownership::attach;
-}
-
-class MorvikMemoryDeathTest : public testing::TestWithParam<DeathCase> {
- protected:
-  Regions regions_{Regions::Kind::simulated, kLocalSize, kRemoteSize, ownershipHere()};
-};
-
-TEST_P(MorvikMemoryDeathTest, AbortsWithTheConditionText) {
-  EXPECT_DEATH(GetParam().trigger(regions_), GetParam().output);
-}
-
-INSTANTIATE_TEST_SUITE_P(Assertions, MorvikMemoryDeathTest, testing::ValuesIn(deathCases()),
-                         [](const testing::TestParamInfo<DeathCase>& info) {
-                           return std::string(info.param.name);
-                         });
 
 }  // namespace

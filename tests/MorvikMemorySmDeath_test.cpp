@@ -4,171 +4,173 @@
 
 #include <functional>
 #include <string>
-#include <vector>
 
 #include "Kel/ActivityManager.h"
 #include "Kel/Allocate.h"
+#include "Kel/System.h"
 #include "Morvik/FeatureManifest.h"
+#include "MorvikLib/MorvikAuditSm.h"
 #include "MorvikLib/MorvikMemorySm.h"
 #include "ostra/ostra.h"
 #include "support/Chassis.h"
 
 namespace {
 
-using MorvikLib::MemoryMapping;
+using MorvikLib::MorvikAuditSm;
 using MorvikLib::MorvikMemory;
 using MorvikTest::Chassis;
-using testing::HasSubstr;
 
-// Puts a remote mapping back whenever remote memory stops being ready: a notifiee of the memory
-// that interferes while unsetRemote runs, the only way remote memory can still be mapped after it.
+const std::string kInitialized = "\n  in void MorvikLib::MorvikMemorySm::handleInitialized()";
+const std::string kLocal = "\n  in void MorvikLib::MorvikMemorySm::handleLocalMemoryChange()";
+const std::string kRemote = "\n  in void MorvikLib::MorvikMemorySm::handleRemoteMemoryChange()";
+const std::string kAccess =
+    "\n  in void MorvikLib::MorvikMemorySm::setWriteAccess(const U64&, U32, int)";
+
+// Maps remote memory again while unsetRemote runs: the only way it can still be mapped after.
 class Remapper : public MorvikMemory::Notifiee {
  public:
   void onRemoteMemoryReady() override {
-    const auto* memory = static_cast<const MorvikMemory*>(notifierEntity().ptr());
-    if (!memory->remoteMemoryReady()) {
-      const_cast<MorvikMemory*>(memory)->remoteMemoryIs(
-          MemoryMapping(Kel::Name("mem"), 0x1000, 4096, 0, 0));
-    }
+    auto* memory =
+        const_cast<MorvikMemory*>(static_cast<const MorvikMemory*>(notifierEntity().ptr()));
+    if (!memory->remoteMemoryReady())
+      memory->remoteMemoryIs(MorvikLib::MemoryMapping(Kel::Name("mem"), 0x1000, 4096, 0, 0));
   }
 };
 
-Kel::Ptr<Morvik::FeatureManifest> entry(Chassis& chassis, const char* name) {
-  return chassis.manifest()->manifest(Kel::Name(name));
+Kel::Ptr<Morvik::FeatureManifest> entry(Chassis& c, const char* name) {
+  return c.manifest()->manifest(Kel::Name(name));
 }
 
-Kel::Ptr<Morvik::Region const> range(Chassis& chassis, U32 size) {
-  return Kel::allocate<Morvik::Region>(Kel::Name("remoteMemory"),
-                                       Morvik::PhysicalAddress(chassis.remotePaddr()), size, 1,
-                                       Kel::String("MorvikRemote"));
+// The pieces an audit is built from; each case leaves out or spoils one.
+struct Parts {
+  Kel::Ptr<MorvikLib::MorvikMemory> memory;
+  Kel::Ptr<Morvik::Status const> status;
+  Kel::Ptr<Morvik::AuditRequest> request = Kel::allocate<Morvik::AuditRequest>(Kel::Name("a"));
+  Kel::Ptr<Morvik::AuditStatus> answer = Kel::allocate<Morvik::AuditStatus>(Kel::Name("a"));
+};
+
+Parts complete(Chassis& c) {
+  return {c.memory(0), c.status()};
 }
+
+Kel::Ptr<MorvikAuditSm> build(Chassis& c, const Parts& p) {
+  return MorvikLib::morvikAuditSmFactory(Kel::Name("alphaAudit"), p.memory, p.status, c.manifest(),
+                                         p.request, p.answer, Kel::activityManager()->clock());
+}
+
+void firstTick(Chassis& c, const Parts& p) {
+  Kel::Ptr<MorvikAuditSm> sm = build(c, p);
+  Chassis::runUntil(Kel::System::currentTime() + 5.0);
+}
+
+const std::string kTick = "\n  in void MorvikLib::MorvikAuditSm::handleAuditClockTimeout()";
+const std::string kAudit = "\n  in void MorvikLib::MorvikAuditSm::auditMemory()";
+const std::string kResync = "\n  in void MorvikLib::MorvikAuditSm::handleAuditResync()";
+const std::string kReset = "\n  in void MorvikLib::MorvikMemorySm::resetAuditSm(Kel::Name)";
+const std::string kRole = "morvikStatus()->activeSupe()" + kTick;
 
 struct DeathCase {
   const char* name;
-  const char* text;
-  std::function<void(Chassis::Options&)> options;
-  // Runs in the parent: what the chassis must look like before the fatal step.
-  std::function<void(Chassis&)> prepare;
-  // Runs in the child and must end it.
-  std::function<void(Chassis&)> fatal;
+  std::string text;
+  bool machines, audit;                 // the chassis's options
+  std::function<void(Chassis&)> fatal;  // runs in the child and must end it
 };
 
-void noOptions(Chassis::Options&) {}
-void nothing(Chassis&) {}
-
-std::vector<DeathCase> deathCases() {
-  return {
-      {"audit without a request", "!morvikAudit() == !morvikAuditRequest()",
-       [](Chassis::Options& o) {
-         o.audit = true;
-         o.machines = false;
-       },
-       nothing,
+TEST(MorvikMemorySmDeathTest, EveryBrokenInvariantOfTheMachinesAndTheAuditAbortsWithItsText) {
+  const DeathCase cases[] = {
+      {"audit without a request", "!morvikAudit() == !morvikAuditRequest()" + kInitialized, true,
+       true,
        [](Chassis& c) {
          MorvikLib::morvikMemorySmFactory(Kel::Name("alpha"), c.status(), c.manifest(), c.audit(),
-                                          nullptr, c.auditRequests(),
-                                          MorvikLib::morvikMemoryFactory(Kel::Name("alpha")));
+                                          nullptr, nullptr, c.memory(0));
        }},
-      {"a request without an audit", "!morvikAudit() == !morvikAuditRequest()",
-       [](Chassis::Options& o) {
-         o.audit = true;
-         o.machines = false;
-       },
-       nothing,
+      {"a feature one byte past the whole", "byteOffset + size <= morvikTotal" + kLocal, false,
+       false,
        [](Chassis& c) {
-         MorvikLib::morvikMemorySmFactory(Kel::Name("alpha"), c.status(), c.manifest(), nullptr,
-                                          c.auditRequest(0), c.auditRequests(),
-                                          MorvikLib::morvikMemoryFactory(Kel::Name("alpha")));
+         entry(c, "gamma")->byteOffsetIs(c.byteOffset(2) + 1);
+         c.buildMachines();
        }},
-      {"a feature one byte past the whole", "byteOffset + size <= morvikTotal",
-       [](Chassis::Options& o) { o.machines = false; },
-       [](Chassis& c) { entry(c, "gamma")->byteOffsetIs(c.byteOffset(2) + 1); },
-       [](Chassis& c) { c.buildMachines(); }},
-      {"a simulated base set before mapping", "morvikMemory()->localMemorySimPaddr() == 0",
-       [](Chassis::Options& o) { o.machines = false; }, nothing,
+      {"a simulated base set before mapping", "morvikMemory()->localMemorySimPaddr() == 0" + kLocal,
+       false, false,
        [](Chassis& c) {
          auto memory = MorvikLib::morvikMemoryFactory(Kel::Name("beta"));
          memory->localMemorySimPaddrIs(0x100000000ull);
          c.newMachine(1, memory);
        }},
-      // An empty feature allocates but maps nothing, so the next range finds the base set.
-      {"an empty feature meets the peer's range", "morvikMemory()->localMemorySimPaddr() == 0",
-       [](Chassis::Options& o) {
-         o.features = {{"alpha", 4096}, {"empty", 0}};
-         o.remoteKnown = false;
-       },
-       nothing, [](Chassis& c) { c.remoteMemoryIs(true); }},
-      {"another agent's smaller local region", "localPaddr",
-       [](Chassis::Options& o) { o.machines = false; },
-       [](Chassis& c) { ostra_alloc_func("MorvikLocal", c.total() - 4096, "otherAgent"); },
-       [](Chassis& c) { c.buildMachines(); }},
-      {"a manifest of empty features", "localPaddr",
-       [](Chassis::Options& o) {
-         o.features = {{"alpha", 4096}};
-         o.machines = false;
-       },
-       [](Chassis& c) { entry(c, "alpha")->sizeIs(0); }, [](Chassis& c) { c.buildMachines(); }},
-      {"a mapping put back while it is taken down", "morvikMemory()->remoteMemory().vaddr() == 0",
-       noOptions, nothing,
+      {"another agent's smaller local region", "localPaddr" + kLocal, false, false,
+       [](Chassis& c) {
+         ostra_alloc_func("MorvikLocal", c.total() - 4096, "otherAgent");
+         c.buildMachines();
+       }},
+      {"a mapping put back while it is taken down",
+       "morvikMemory()->remoteMemory().vaddr() == 0" + kRemote, true, false,
        [](Chassis& c) {
          auto remapper = Kel::allocate<Remapper>();
          remapper->notifierIs(c.memory(1));
          remapper->isRegisteredNotifieeIs(true);
          c.remoteMemoryIs(true);
        }},
-      {"a range one byte short", "byteOffset + sizeW <= morvikStatus()->remoteMemory()->size()",
-       noOptions, nothing, [](Chassis& c) { c.status()->remoteMemoryIs(range(c, c.total() - 1)); }},
+      {"a range one byte short",
+       "byteOffset + sizeW <= morvikStatus()->remoteMemory()->size()" + kRemote, true, false,
+       [](Chassis& c) {
+         c.status()->remoteMemoryIs(c.remoteRegion(c.remotePaddr(), c.total() - 1));
+       }},
       // 0xfffff000 + 0x2000 wraps to 0x1000 in 32 bits, which would fit.
       {"a feature whose end overflows 32 bits",
-       "byteOffset + sizeW <= morvikStatus()->remoteMemory()->size()", noOptions,
+       "byteOffset + sizeW <= morvikStatus()->remoteMemory()->size()" + kRemote, true, false,
        [](Chassis& c) {
          Chassis::runUntilRest();
          entry(c, "gamma")->byteOffsetIs(0xfffff000ull);
          entry(c, "gamma")->sizeIs(0x2000);
-       },
-       [](Chassis& c) { c.status()->remoteMemoryIs(range(c, 0xffffffffu)); }},
-      {"an unaligned protection change", "rval == 0", noOptions, nothing,
+         c.status()->remoteMemoryIs(c.remoteRegion(c.remotePaddr(), 0xffffffffu));
+       }},
+      {"an unaligned protection change", "rval == 0" + kAccess, true, false,
        [](Chassis& c) {
          c.sm(1)->setWriteAccess(c.memory(1)->localMemory().vaddr() + 1, 4096, PROT_READ);
        }},
-      {"an unknown protection flag", "rval == 0", noOptions, nothing,
+      {"tickWithoutStatus", kRole, true, false,
        [](Chassis& c) {
-         c.sm(1)->setWriteAccess(c.memory(1)->localMemory().vaddr(), 4096, 0x7000000);
+         Parts p = complete(c);
+         p.status = nullptr;
+         build(c, p)->handleAuditClockTimeout();
        }},
-      {"a machine without a status", "dereference of a null Kel::Ptr",
-       [](Chassis::Options& o) { o.machines = false; }, nothing,
+      {"tickInRoleNone", kRole, true, false,
        [](Chassis& c) {
-         MorvikLib::morvikMemorySmFactory(Kel::Name("alpha"), nullptr, c.manifest(), nullptr,
-                                          nullptr, nullptr,
-                                          MorvikLib::morvikMemoryFactory(Kel::Name("alpha")));
+         c.status()->activeSupeIs(Morvik::activeSupeNone);
+         firstTick(c, complete(c));
+       }},
+      {"tickWithoutRequest", "auditRequest()" + kAudit, true, false,
+       [](Chassis& c) {
+         Parts p = complete(c);
+         p.request = nullptr;
+         firstTick(c, p);
+       }},
+      {"verdictWithoutMemory", "morvikMemory()" + kResync, true, false,
+       [](Chassis& c) {
+         Parts p = complete(c);
+         p.memory = nullptr;
+         Kel::Ptr<MorvikAuditSm> sm = build(c, p);
+         p.answer->resyncTriggerInc(1);
+       }},
+      {"auditRecordDroppedUnderAnAudit", "!morvikAuditSm()" + kReset, true, true,
+       [](Chassis& c) {
+         c.sm(0)->morvikAuditDel();
+         c.sm(0)->resetAuditSm(c.auditName(0));
+       }},
+      {"auditWithoutRecords", "!morvikAuditSm()" + kReset, true, false,
+       [](Chassis& c) {
+         c.sm(0)->morvikAuditSmIs(build(c, complete(c)));
+         c.sm(0)->resetAuditSm(Kel::Name("anyAudit"));
        }},
   };
-}
-
-TEST(MorvikMemorySmDeathTest, EveryBrokenInvariantAbortsWithItsConditionText) {
-  for (const DeathCase& c : deathCases()) {
+  for (const DeathCase& c : cases) {
     SCOPED_TRACE(c.name);
     Chassis::Options options;
-    c.options(options);
+    options.machines = c.machines;
+    options.audit = c.audit;
     Chassis chassis(options);
-    c.prepare(chassis);
-    EXPECT_DEATH(c.fatal(chassis), HasSubstr(c.text));
-    Chassis::runUntilRest();
+    EXPECT_DEATH(c.fatal(chassis), testing::HasSubstr("Assertion failed: " + c.text));
   }
-}
-
-// Every boundary the assertions guard is itself accepted.
-TEST(MorvikMemorySmDeathTest, RangesThatEndExactlyAtTheirLimitAreAccepted) {
-  Chassis::Options options;
-  options.remoteSlack = 0;
-  Chassis chassis(options);
-  for (std::size_t i = 0; i < chassis.features(); ++i) {
-    EXPECT_TRUE(chassis.memory(i)->localMemoryReady());
-    EXPECT_TRUE(chassis.memory(i)->remoteMemoryReady());
-  }
-  EXPECT_EQ(chassis.byteOffset(2) + chassis.feature(2).size, chassis.total());
-  EXPECT_EQ(chassis.remoteSize(), chassis.total());
-  Chassis::runUntilRest();
 }
 
 }  // namespace

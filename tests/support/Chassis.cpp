@@ -1,29 +1,46 @@
 #include "support/Chassis.h"
 
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/mman.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <cstdlib>
+#include <filesystem>
 #include <stdexcept>
 
 #include "Kel/ActivityManager.h"
+#include "Kel/AllocTracker.h"
 #include "Kel/Allocate.h"
 #include "Kel/System.h"
 #include "Morvik/FeatureManifest.h"
+#include "MorvikLib/Library.h"
+#include "MorvikLib/Trace.h"
 #include "ostra/ostra.h"
 
 namespace MorvikTest {
 
 namespace {
 
-constexpr const char* kLocalName = "MorvikLocal";
-constexpr const char* kRemoteName = "MorvikRemote";
+const std::string kVmidPrefix = "morvik-chassis-";
 
-// Distinct for every chassis of every process, forked death-test children included.
-std::string freshVmid() {
-  static std::atomic<unsigned> counter{0};
-  return "morvik-chassis-" + std::to_string(::getpid()) + "-" + std::to_string(counter++);
+// A death-test child dies before its chassis can free its regions; whoever comes next frees the
+// regions of every chassis process that has gone.
+void freeOrphanRegions() {
+  const std::string prefix = "ostra." + kVmidPrefix;
+  std::error_code error;
+  for (const auto& entry : std::filesystem::directory_iterator("/dev/shm", error)) {
+    const std::string name = entry.path().filename().string();
+    if (name.rfind(prefix, 0) != 0) continue;
+    const auto pid = static_cast<pid_t>(std::atol(name.c_str() + prefix.size()));
+    if (pid > 0 && ::kill(pid, 0) != 0 && errno == ESRCH) ::shm_unlink(("/" + name).c_str());
+  }
+}
+
+void setOrUnset(const char* name, const char* value) {
+  value ? ::setenv(name, value, 1) : ::unsetenv(name);
 }
 
 }  // namespace
@@ -31,42 +48,48 @@ std::string freshVmid() {
 Chassis::Chassis() : Chassis(Options{}) {}
 
 Chassis::Chassis(Options options) : options_(std::move(options)) {
+  // The process-wide objects are made on first use and live on: not the scenario's.
+  Kel::activityManager();
+  MorvikLib::traceHandle();
+  MorvikLib::checksumErrorLog();
+  liveAtStart_ = Kel::AllocTracker::totalLive();
+  freeOrphanRegions();
   wasVirtual_ = Kel::System::virtualTime();
-  Kel::System::virtualTimeIs(true, 1000.0);
-  vmid_ = freshVmid();
+  Kel::System::virtualTimeIs(true, options_.start);
+  // Distinct for every chassis of every process, death-test children included.
+  static std::atomic<unsigned> counter{0};
+  vmid_ = kVmidPrefix + std::to_string(::getpid()) + "-" + std::to_string(counter++);
   envIs("SIMULATION_VMID", vmid_.c_str());
-  layOut();
-  remotePaddr_ = ostra_alloc_func(kRemoteName, remoteSize(), "chassis");
+  for (const Feature& f : options_.features) {
+    offsets_.push_back(total_);
+    total_ += static_cast<U32>(f.size);
+  }
+  remotePaddr_ = ostra_alloc_func("MorvikRemote", total_, "chassis");
   if (!remotePaddr_) throw std::runtime_error("cannot allocate the peer's memory");
   publishRecords();
-  if (options_.audit) createAudit();
   if (options_.machines) buildMachines();
 }
 
 Chassis::~Chassis() {
-  // A test may have pointed the environment elsewhere; unmapping must find this machine's regions.
+  if (savedLevels_) MorvikLib::traceHandle().levelsIs(*savedLevels_);
+  // Unmapping must find this machine's regions, wherever a test pointed the environment.
   ::setenv("SIMULATION_VMID", vmid_.c_str(), 1);
   releaseMachines();
-  if (remoteView_) ostra_unmap(kRemoteName, remoteView_, remoteSize());
-  if (localView_) ostra_unmap(kLocalName, localView_, total_);
-  ostra_free(kLocalName);
-  ostra_free(kRemoteName);
-  auditStatuses_.clear();
+  if (remoteView_) ostra_unmap("MorvikRemote", remoteView_, total_);
+  if (localView_) ostra_unmap("MorvikLocal", localView_, total_);
+  ostra_free("MorvikLocal");
+  ostra_free("MorvikRemote");
+  statuses_.clear();
   audit_ = nullptr;
   auditRequests_ = nullptr;
   status_ = nullptr;
   manifest_ = nullptr;
-  restoreEnvironment();
+  for (auto it = savedEnv_.rbegin(); it != savedEnv_.rend(); ++it)
+    setOrUnset(it->first.c_str(), it->second ? it->second->c_str() : nullptr);
+  EXPECT_EQ(Kel::AllocTracker::totalLive(), liveAtStart_) << "tracked objects leaked";
+  EXPECT_TRUE(Kel::activityManager()->clock()->idle()) << "a clock request outlived the chassis";
   if (!wasVirtual_) Kel::System::virtualTimeIs(false);
-}
-
-void Chassis::layOut() {
-  U64 offset = 0;
-  for (const Feature& f : options_.features) {
-    offsets_.push_back(offset);
-    offset += f.size;
-  }
-  total_ = static_cast<U32>(offset);
+  freeOrphanRegions();
 }
 
 void Chassis::publishRecords() {
@@ -76,55 +99,36 @@ void Chassis::publishRecords() {
     manifest_->manifestIs(
         name, Kel::allocate<Morvik::FeatureManifest>(name, feature(i).size, offsets_[i]));
   }
-  // In simulation the local base comes from the machines' own allocation; this range only says
-  // where the mirrored memory would lie on hardware.
+  // Where the mirrored memory would lie on hardware; simulation allocates its own.
   manifest_->localMemoryIs(Kel::allocate<Morvik::Region>(Kel::Name("localMemory"),
                                                          Morvik::PhysicalAddress(0x10000000),
                                                          total_, 0, Kel::String("/dev/mem")));
   status_ = Kel::allocate<Morvik::Status>(Kel::Name("status"));
   status_->peerMemoryIs(options_.peerMemory);
   status_->activeSupeIs(options_.role);
-  if (options_.remoteKnown) status_->remoteMemoryIs(remoteRegion(options_.remoteVersion));
-}
-
-Kel::Ptr<Morvik::Region const> Chassis::remoteRegion(U32 version) const {
-  return Kel::allocate<Morvik::Region>(Kel::Name("remoteMemory"),
-                                       Morvik::PhysicalAddress(remotePaddr_), remoteSize(), version,
-                                       Kel::String(kRemoteName));
-}
-
-void Chassis::remoteMemoryIs(bool known) {
-  status_->remoteMemoryIs(known ? remoteRegion(options_.remoteVersion) : nullptr);
-}
-
-void Chassis::remoteMemoryUnknownIs() {
-  status_->remoteMemoryIs(Kel::allocate<Morvik::Region>(
-      Kel::Name("remoteMemory"), Morvik::PhysicalAddress(0), remoteSize(), options_.remoteVersion,
-      Kel::String(kRemoteName)));
-}
-
-void Chassis::createAudit() {
+  remoteMemoryIs(options_.remoteKnown);
+  if (!options_.audit) return;
   audit_ = Kel::allocate<Morvik::Audit>(Kel::Name("audit"));
   auditRequests_ = Kel::allocate<Kel::Dir>(Kel::Name("auditRequests"));
   for (std::size_t i = 0; i < features(); ++i) {
-    Kel::Name name = auditName(i);
-    auditRequests_->entityIs(name, Kel::allocate<Morvik::AuditRequest>(name));
-    auditStatuses_.push_back(Kel::allocate<Morvik::AuditStatus>(name));
-    if (options_.auditStatus) audit_->auditStatusIs(name, auditStatuses_.back());
+    auditRequests_->entityIs(auditName(i), Kel::allocate<Morvik::AuditRequest>(auditName(i)));
+    statuses_.push_back(Kel::allocate<Morvik::AuditStatus>(auditName(i)));
+    audit_->auditStatusIs(auditName(i), statuses_.back());
   }
 }
 
-Kel::Name Chassis::auditName(std::size_t i) const {
-  return Kel::Name(feature(i).name + "Audit");
+Kel::Ptr<Morvik::Region const> Chassis::remoteRegion(U64 paddr, U32 size) const {
+  return Kel::allocate<Morvik::Region>(Kel::Name("remoteMemory"), Morvik::PhysicalAddress(paddr),
+                                       size, 7, Kel::String("MorvikRemote"));
+}
+
+void Chassis::remoteMemoryIs(bool known) {
+  status_->remoteMemoryIs(known ? remoteRegion(remotePaddr_, total_) : nullptr);
 }
 
 Kel::Ptr<Morvik::AuditRequest> Chassis::auditRequest(std::size_t i) const {
-  if (!auditRequests_) return nullptr;
-  return Kel::ptr_cast<Morvik::AuditRequest>(auditRequests_->entity(auditName(i)));
-}
-
-Kel::Ptr<Morvik::AuditStatus> Chassis::auditStatus(std::size_t i) const {
-  return i < auditStatuses_.size() ? auditStatuses_[i] : nullptr;
+  return auditRequests_ ? Kel::ptr_cast<Morvik::AuditRequest>(auditRequests_->entity(auditName(i)))
+                        : nullptr;
 }
 
 void Chassis::buildMachines() {
@@ -141,53 +145,57 @@ Kel::Ptr<MorvikLib::MorvikMemorySm> Chassis::newMachine(
 }
 
 void Chassis::releaseMachines() {
-  // A machine's audit holds its memory: machines go first, then the memories unmap both sides.
-  while (!machines_.empty()) machines_.pop_back();
-  while (!memories_.empty()) memories_.pop_back();
+  machines_.clear();
+  memories_.clear();
 }
 
-U64 Chassis::viewOf(bool remote, U64& view) {
-  const char* region = remote ? kRemoteName : kLocalName;
-  if (!view) view = ostra_map(region, 0, 0, remote ? remoteSize() : total_);
+const U8* Chassis::view(const char* region, U64& view) {
+  if (!view) view = ostra_map(region, 0, 0, total_);
   if (!view) throw std::runtime_error(std::string("cannot map ") + region);
-  return view;
-}
-
-const U8* Chassis::remoteBytes() {
-  return reinterpret_cast<const U8*>(viewOf(true, remoteView_));
-}
-
-const U8* Chassis::localBytes() {
-  return reinterpret_cast<const U8*>(viewOf(false, localView_));
+  return reinterpret_cast<const U8*>(view);
 }
 
 std::size_t Chassis::runUntilRest() {
   return Kel::activityManager()->runUntilRest();
 }
 
+void Chassis::runUntil(double time) {
+  Kel::activityManager()->runUntil(time);
+}
+
 void Chassis::envIs(const char* name, const char* value) {
-  const bool known = std::any_of(savedEnv_.begin(), savedEnv_.end(),
-                                 [name](const auto& saved) { return saved.first == name; });
-  if (!known) {
+  if (std::none_of(savedEnv_.begin(), savedEnv_.end(),
+                   [name](const auto& saved) { return saved.first == name; })) {
     const char* old = std::getenv(name);
     savedEnv_.emplace_back(name, old ? std::optional<std::string>(old) : std::nullopt);
   }
-  if (value) {
-    ::setenv(name, value, 1);
-  } else {
-    ::unsetenv(name);
-  }
+  setOrUnset(name, value);
 }
 
-void Chassis::restoreEnvironment() {
-  for (auto it = savedEnv_.rbegin(); it != savedEnv_.rend(); ++it) {
-    if (it->second) {
-      ::setenv(it->first.c_str(), it->second->c_str(), 1);
-    } else {
-      ::unsetenv(it->first.c_str());
-    }
-  }
-  savedEnv_.clear();
+void Chassis::traceLevelsIs(std::initializer_list<int> levels) {
+  if (!savedLevels_) savedLevels_ = MorvikLib::traceHandle().levels();
+  MorvikLib::traceHandle().allLevelsIs(false);
+  for (int level : levels) MorvikLib::traceHandle().levelIs(level, true);
+}
+
+std::vector<std::string> Chassis::traces(const Kel::TraceCapture& capture,
+                                         const std::string& prefix) {
+  std::vector<std::string> found;
+  for (const std::string& text : capture.texts())
+    if (text.rfind(prefix, 0) == 0) found.push_back(text.substr(prefix.size()));
+  return found;
+}
+
+std::vector<U8> Chassis::pattern(std::size_t size, U8 seed) {
+  std::vector<U8> bytes(size);
+  for (std::size_t i = 0; i < size; ++i) bytes[i] = static_cast<U8>(seed + i * 7 + (i >> 8));
+  return bytes;
+}
+
+double Chassis::logEpoch() {
+  // Each event moves it on by more than any scenario lasts.
+  const Kel::LogHandle& log = MorvikLib::checksumErrorLog();
+  return 1e7 + 1e5 * static_cast<double>(log.emitted() + log.suppressed());
 }
 
 }  // namespace MorvikTest

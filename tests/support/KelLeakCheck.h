@@ -9,9 +9,8 @@
 
 namespace KelTest {
 
-// A fixture base that fails the test when a scenario leaves tracked objects behind. The baseline
-// is taken before and the check made after the derived fixture's members, so objects held by
-// fixture members count too.
+// Fails the test when it leaves tracked objects behind. The baseline is taken before and the check
+// made after the derived fixture's members, so objects held by fixture members count too.
 class LeakCheckedTest : public ::testing::Test {
  protected:
   LeakCheckedTest() : liveAtStart_(Kel::AllocTracker::totalLive()) {}
