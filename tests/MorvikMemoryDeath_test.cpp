@@ -81,6 +81,13 @@ TEST(MorvikMemoryDeathTest, EveryAssertionAbortsWithItsConditionText) {
       {both, [](Doomed& d) { d->doRead(kLocalSize, d.buffer, 1); },
        AllOf(failed(kLocalBound), Not(HasSubstr(kChecksumMarked)))},
       {remoteOnly, [](Doomed& d) { d->doRead(0, d.buffer, 1); }, failed("localMemory().vaddr()")},
+      {none,
+       [](Doomed& d) {
+         const MappedPair local = d.regions.mapLocal();
+         d->setLocal(prefix(local.memory, 0), local.shadow);
+         d->doRead(0, d.buffer, 0);
+       },
+       failed("localMemory().size()")},
       {remoteOnly, [](Doomed& d) { d->doSync(); },
        AllOf(failed("localMemory().vaddr()"), HasSubstr("remoteCopy"))},
       {both, [](Doomed& d) { d->remoteSet(kRemoteSize - 10, 0, 11); }, failed(kRemoteEnd)},
