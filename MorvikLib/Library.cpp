@@ -4,6 +4,7 @@
 
 #include "Kel/Log.h"
 #include "MorvikLib/Trace.h"
+#include "MorvikLib/generic/GenericRegistration.h"
 
 namespace MorvikLib {
 
@@ -35,6 +36,7 @@ Kel::LogHandle* checksumErrorLogHandle = nullptr;
 
 // All load-time work sits in this one initialiser so that its order is fixed.
 __attribute__((constructor)) void libraryLoaded() {
+  registerGenericTypes();
   checksumErrorLogHandle = new Kel::LogHandle(
       Kel::String("SSO_DATA_CHECKSUM_ERROR"), 6,
       Kel::String("SSO hardware shadow memory on standby does not match active for %s"),
@@ -43,6 +45,7 @@ __attribute__((constructor)) void libraryLoaded() {
 }
 
 __attribute__((destructor)) void libraryUnloaded() {
+  unregisterGenericTypes();
   delete checksumErrorLogHandle;
   checksumErrorLogHandle = nullptr;
   delete detail::defaultTraceHandle.exchange(nullptr);

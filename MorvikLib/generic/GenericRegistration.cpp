@@ -1,0 +1,23 @@
+#include "MorvikLib/generic/GenericRegistration.h"
+
+#include "Kel/GenericTypeRegistry.h"
+#include "MorvikLib/generic/GenericTypeNames.h"
+#include "MorvikLib/generic/MemoryMappingGenericType.h"
+#include "MorvikLib/generic/MorvikAuditSmGenericType.h"
+#include "MorvikLib/generic/MorvikMemoryGenericType.h"
+#include "MorvikLib/generic/MorvikMemorySmGenericType.h"
+
+namespace MorvikLib {
+
+void registerGenericTypes() {
+  Kel::typeNodeIs(std::make_unique<MemoryMappingGenericType>());
+  Kel::typeNodeIs(morvikAuditSmGenericType());
+  Kel::typeNodeIs(std::make_unique<MorvikMemoryGenericType>());
+  Kel::typeNodeIs(morvikMemorySmGenericType());
+}
+
+void unregisterGenericTypes() {
+  for (const char* name : kGenericTypeNames) Kel::typeNodeDel(name);
+}
+
+}  // namespace MorvikLib

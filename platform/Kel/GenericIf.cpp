@@ -1,0 +1,194 @@
+#include "Kel/GenericIf.h"
+
+#include <functional>
+
+#include "Kel/Exception.h"
+#include "Kel/GenericIfImpl.h"
+#include "Kel/GenericTypeRegistry.h"
+
+namespace Kel {
+
+namespace {
+
+using OpKind = GenericAttributeOp::Kind;
+using AttrKind = GenericAttribute::Kind;
+
+bool suits(OpKind op, AttrKind attr) {
+  switch (op) {
+    case OpKind::get:
+      return attr == AttrKind::readable || attr == AttrKind::settable;
+    case OpKind::set:
+      return attr == AttrKind::settable;
+    case OpKind::call:
+      return attr == AttrKind::function;
+    default:
+      return attr == AttrKind::keyed;
+  }
+}
+
+// Why an operation does not suit an attribute, in the script author's terms.
+std::string refusal(OpKind op, AttrKind attr) {
+  if (attr == AttrKind::function) return "a function, call it instead";
+  if (attr == AttrKind::keyed)
+    return "a keyed attribute, look up, set or delete a member by key instead";
+  if (op == OpKind::set) return "read-only attribute, set is not supported";
+  if (op == OpKind::call) return "not a function, call is not supported";
+  return "not a keyed attribute, member operations are not supported";
+}
+
+}  // namespace
+
+const GenericType& GenericIf::type(std::string_view typeName) {
+  const GenericType* node = typeNode(typeName);
+  if (!node) throw RangeException(std::string(typeName) + ": no such type is registered");
+  return *node;
+}
+
+GenericValue GenericIf::genericIfFromCtorArgs(std::string_view typeName,
+                                              const std::vector<GenericValue>& args) {
+  return type(typeName).genericIfFromCtorArgs(args);
+}
+
+GenericValue GenericIf::fromStrRep(std::string_view typeName, const String& text) {
+  return type(typeName).genericIfFromStrRep(text);
+}
+
+String GenericIf::strRep(const GenericValue& value) {
+  if (value.kind() == GenericValue::Kind::object || value.kind() == GenericValue::Kind::value) {
+    if (const GenericType* node = typeNode(value.typeName())) return node->genericIfStrRep(value);
+  }
+  return String(value.describe());
+}
+
+const GenericType& GenericIf::typeOf(const GenericValue& self, std::string_view operation) {
+  const GenericType* node = typeNode(self.typeName());
+  if (!node) {
+    GenericIfImpl::throwOpNotSupportedException(self.typeName(), std::string(operation));
+  }
+  return *node;
+}
+
+GenericAttributeOp GenericIf::opFor(const GenericValue& self, std::string_view name,
+                                    GenericAttributeOp::Kind kind) {
+  const GenericType& node = typeOf(self, "attribute " + std::string(name));
+  const U32 id = node.attributeId(name);
+  const GenericAttribute* attr = node.attribute(name);
+  if (!attr) {
+    GenericIfImpl::throwOpNotSupportedException(node.name(), std::string(name),
+                                                "no such attribute");
+  }
+  if (!suits(kind, attr->kind())) {
+    GenericIfImpl::throwOpNotSupportedException(node.name(), attr->name(),
+                                                refusal(kind, attr->kind()));
+  }
+  return GenericAttributeOp(kind, self, *attr, id);
+}
+
+GenericValue GenericIf::attribute(const GenericValue& self, std::string_view name) {
+  GenericAttributeOp op = opFor(self, name, OpKind::get);
+  return typeOf(self, "").genericIfAttributeOp(op);
+}
+
+void GenericIf::attributeIs(const GenericValue& self, std::string_view name,
+                            const GenericValue& value) {
+  GenericAttributeOp op = opFor(self, name, OpKind::set);
+  op.value = GenericIfImpl::unwrapValue(self.typeName() + "." + op.attribute().name(),
+                                        op.attribute().type(), value);
+  typeOf(self, "").genericIfAttributeOp(op);
+}
+
+namespace {
+
+void keyIs(GenericAttributeOp& op, const GenericValue& key) {
+  op.key = GenericIfImpl::unwrapValue(op.self().typeName() + "." + op.attribute().name() + " key",
+                                      op.attribute().keyType(), key);
+}
+
+}  // namespace
+
+GenericValue GenericIf::member(const GenericValue& self, std::string_view name,
+                               const GenericValue& key) {
+  GenericAttributeOp op = opFor(self, name, OpKind::memberGet);
+  keyIs(op, key);
+  return typeOf(self, "").genericIfAttributeOp(op);
+}
+
+void GenericIf::memberIs(const GenericValue& self, std::string_view name, const GenericValue& key,
+                         const GenericValue& value) {
+  GenericAttributeOp op = opFor(self, name, OpKind::memberSet);
+  keyIs(op, key);
+  op.value = GenericIfImpl::unwrapValue(self.typeName() + "." + op.attribute().name(),
+                                        op.attribute().type(), value);
+  typeOf(self, "").genericIfAttributeOp(op);
+}
+
+void GenericIf::memberDel(const GenericValue& self, std::string_view name,
+                          const GenericValue& key) {
+  GenericAttributeOp op = opFor(self, name, OpKind::memberDel);
+  keyIs(op, key);
+  typeOf(self, "").genericIfAttributeOp(op);
+}
+
+GenericIf::Members GenericIf::members(const GenericValue& self, std::string_view name,
+                                      const GenericValue* fromKey) {
+  GenericAttributeOp op = opFor(self, name, OpKind::members);
+  if (fromKey) {
+    keyIs(op, *fromKey);
+    op.fromKey = true;
+  }
+  typeOf(self, "").genericIfAttributeOp(op);
+  return std::move(op.members);
+}
+
+GenericValue GenericIf::call(const GenericValue& self, std::string_view name,
+                             const std::vector<GenericValue>& args) {
+  GenericAttributeOp op = opFor(self, name, OpKind::call);
+  op.args = args;
+  return typeOf(self, "").genericIfAttributeOp(op);
+}
+
+bool GenericIf::equal(const GenericValue& a, const GenericValue& b) {
+  using Kind = GenericValue::Kind;
+  if (a.isNull() || a.kind() == Kind::object) {
+    return (b.isNull() || b.kind() == Kind::object) && a.object() == b.object();
+  }
+  if (a.kind() != Kind::value) {
+    std::optional<GenericValue> other = b.convertedTo(a.typeName());
+    return other && other->describe() == a.describe();
+  }
+  const GenericType& node = typeOf(a, "equality");
+  GenericValue other = GenericIfImpl::unwrapValue(node.name() + " equality", node.name(), b);
+  return node.genericIfTypeOp(GenericType::TypeOp::equal, a, other);
+}
+
+bool GenericIf::less(const GenericValue& a, const GenericValue& b) {
+  const GenericType& node = typeOf(a, "ordering");
+  GenericValue other = GenericIfImpl::unwrapValue(node.name() + " ordering", node.name(), b);
+  return node.genericIfTypeOp(GenericType::TypeOp::less, a, other);
+}
+
+bool GenericIf::empty(const GenericValue& value) {
+  if (value.isNull()) return true;
+  if (value.kind() == GenericValue::Kind::object) return false;
+  return typeOf(value, "emptiness test").genericIfTypeOp(GenericType::TypeOp::empty, value, value);
+}
+
+std::size_t GenericIf::hash(const GenericValue& value) {
+  switch (value.kind()) {
+    case GenericValue::Kind::null:
+      return 0;
+    case GenericValue::Kind::object:
+      return std::hash<const void*>()(value.object().ptr());
+    case GenericValue::Kind::value:
+      return typeOf(value, "hash").genericIfHash(value);
+    default:
+      return std::hash<std::string>()(value.describe());
+  }
+}
+
+Ptr<EntityNotifiee> GenericIf::watch(const GenericValue& self, const Ptr<NotifieeConst>& watcher) {
+  if (self.isNull()) GenericIfImpl::throwOpNotSupportedException("None", "watching");
+  return typeOf(self, "watching").genericIfNotifiee(self, watcher);
+}
+
+}  // namespace Kel

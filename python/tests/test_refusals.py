@@ -1,0 +1,129 @@
+"""Every refusal of the generic interface reaches Python as an exception with the framework's
+message; none of them touches the library."""
+import pytest
+
+import morvik
+
+MEM = "MorvikLib::MorvikMemory"
+MAP = "MorvikLib::MemoryMapping"
+
+
+@pytest.fixture
+def mem():
+    return morvik.new(MEM, "mem")
+
+
+@pytest.fixture
+def mapping():
+    return morvik.new(MAP, "m", 1, 2, 3, 4)
+
+
+def assign(obj, name, value):
+    setattr(obj, name, value)
+
+
+CASES = [
+    ("ctor count", lambda mem, m: morvik.new(MEM),
+     morvik.TypeMismatchError,
+     "MorvikLib::MorvikMemory constructor: expected 1 argument (Kel::Name name), got 0"),
+    ("ctor type", lambda mem, m: morvik.new(MEM, 5),
+     morvik.TypeMismatchError,
+     "MorvikLib::MorvikMemory constructor: argument 1 (Kel::Name name): expected Kel::Name, "
+     "got U64 5"),
+    ("mapping ctor range", lambda mem, m: morvik.new(MAP, "m", 0, 2**32, 0, 0),
+     morvik.TypeMismatchError,
+     "MorvikLib::MemoryMapping constructor: argument 3 (U32 size): expected U32, "
+     "got U64 4294967296 (out of range)"),
+    ("sm ctor type", lambda mem, m: morvik.new("MorvikLib::MorvikMemorySm", "s", mem, None, None,
+                                               None, None, mem),
+     morvik.TypeMismatchError,
+     "MorvikLib::MorvikMemorySm constructor: argument 2 (Morvik::Status morvikStatus): "
+     "expected Morvik::Status, got MorvikLib::MorvikMemory"),
+    ("function count", lambda mem, m: mem.doWrite_py(1, 2),
+     morvik.TypeMismatchError,
+     "MorvikLib::MorvikMemory.doWrite_py: expected 3 arguments (U32 addr, U64 data, U32 size), "
+     "got 2"),
+    ("function type", lambda mem, m: mem.doWrite_py(0, "buffer", 4),
+     morvik.TypeMismatchError,
+     "MorvikLib::MorvikMemory.doWrite_py: argument 2 (U64 data): expected U64, "
+     "got Kel::String 'buffer'"),
+    ("plain buffer wants a pointer", lambda mem, m: mem.doWrite(0, 1234, 4),
+     morvik.TypeMismatchError,
+     "MorvikLib::MorvikMemory.doWrite: argument 2 (Kel::BytePtr data): expected Kel::BytePtr, "
+     "got U64 1234"),
+    ("negative number", lambda mem, m: mem.doSet(-1, 0, 1),
+     morvik.TypeMismatchError,
+     "MorvikLib::MorvikMemory.doSet: argument 1 (U32 offset): expected U32, got int -1 "
+     "(out of range)"),
+    ("set type to mapping", lambda mem, m: assign(mem, "localMemory", 5),
+     morvik.TypeMismatchError,
+     "MorvikLib::MorvikMemory.localMemory: expected MorvikLib::MemoryMapping, got U64 5"),
+    ("setLocal wants mappings", lambda mem, m: mem.setLocal(m, mem),
+     morvik.TypeMismatchError,
+     "MorvikLib::MorvikMemory.setLocal: argument 2 (MorvikLib::MemoryMapping shadow): "
+     "expected MorvikLib::MemoryMapping, got MorvikLib::MorvikMemory"),
+    ("unknown attribute", lambda mem, m: mem.nope,
+     morvik.OpNotSupportedError, "MorvikLib::MorvikMemory.nope: no such attribute"),
+    ("set standard attribute", lambda mem, m: assign(mem, "name", "other"),
+     morvik.OpNotSupportedError,
+     "MorvikLib::MorvikMemory.name: read-only attribute, set is not supported"),
+    ("set a function", lambda mem, m: assign(mem, "doSync", 1),
+     morvik.OpNotSupportedError,
+     "MorvikLib::MorvikMemory.doSync: a function, call it instead"),
+    ("set keyed as scalar", lambda mem, m: assign(mem, "replicationStatusBitmap", 1),
+     morvik.OpNotSupportedError,
+     "MorvikLib::MorvikMemory.replicationStatusBitmap: a keyed attribute, look up, set or delete "
+     "a member by key instead"),
+    ("keyed key type", lambda mem, m: mem.replicationStatusBitmap["k"],
+     morvik.TypeMismatchError,
+     "MorvikLib::MorvikMemory.replicationStatusBitmap key: expected U64, got Kel::String 'k'"),
+    ("keyed value range", lambda mem, m: mem.replicationStatusBitmap.__setitem__(0, 256),
+     morvik.TypeMismatchError,
+     "MorvikLib::MorvikMemory.replicationStatusBitmap: expected U8, got U64 256 (out of range)"),
+    ("entity ordering", lambda mem, m: mem < mem,
+     morvik.OpNotSupportedError, "MorvikLib::MorvikMemory: ordering is not supported"),
+    ("mapping field set", lambda mem, m: assign(m, "vaddr", 5),
+     morvik.OpNotSupportedError,
+     "MorvikLib::MemoryMapping.vaddr: read-only attribute, set is not supported"),
+    ("mapping hash", lambda mem, m: hash(m),
+     morvik.UnhashableError, "MorvikLib::MemoryMapping: unhashable type"),
+    ("mapping other type op", lambda mem, m: morvik.watch(m, print),
+     morvik.OpNotSupportedError, "MorvikLib::MemoryMapping: watching is not supported"),
+    ("mapping compared with another type", lambda mem, m: m < morvik.new("Kel::Dir", "d"),
+     morvik.TypeMismatchError,
+     "MorvikLib::MemoryMapping ordering: expected MorvikLib::MemoryMapping, got Kel::Dir"),
+    ("mapping text with a tail", lambda mem, m: morvik.fromStrRep(MAP, repr(m) + "x"),
+     morvik.ParseError, 'unexpected text after the value: "x"'),
+    ("mapping text bad number", lambda mem, m: morvik.fromStrRep(MAP, repr(m).replace("2", "x")),
+     morvik.RangeError, "size: expected an unsigned number"),
+    ("unknown type", lambda mem, m: morvik.new("MorvikLib::Nope"),
+     morvik.RangeError, "MorvikLib::Nope: no such type is registered"),
+    ("python value", lambda mem, m: mem.doSet([], 0, 1),
+     morvik.TypeMismatchError, "a list cannot be passed to the generic interface"),
+]
+
+
+@pytest.mark.parametrize("call,error,message", [c[1:] for c in CASES], ids=[c[0] for c in CASES])
+def test_refusal(mem, mapping, call, error, message):
+    with pytest.raises(error) as raised:
+        call(mem, mapping)
+    assert str(raised.value) == message
+    assert isinstance(raised.value, morvik.Error)
+
+
+def test_refusals_leave_the_entity_as_it_was(mem):
+    watched = []
+    with morvik.watch(mem, lambda name, key: watched.append(name)):
+        for bad in (lambda: mem.doWrite_py(1), lambda: assign(mem, "remoteCopyChunkSize", -5)):
+            with pytest.raises(morvik.Error):
+                bad()
+    assert watched == [] and mem.remoteCopyChunkSize == 4096
+
+
+def test_python_categories_match_builtins():
+    assert issubclass(morvik.OpNotSupportedError, AttributeError)
+    assert issubclass(morvik.TypeMismatchError, TypeError)
+    assert issubclass(morvik.UnhashableError, morvik.TypeMismatchError)
+    assert issubclass(morvik.RangeError, ValueError)
+    assert issubclass(morvik.ErrnoError, OSError)
+    assert not hasattr(morvik.new(MEM, "x"), "nope")

@@ -1,0 +1,219 @@
+// The platform's generic machinery: the type registry, generic values and their conversions, and
+// the shared unwrapping and refusal functions.
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "Kel/Allocate.h"
+#include "Kel/Dir.h"
+#include "Kel/GenericIf.h"
+#include "Kel/GenericIfImpl.h"
+#include "Kel/GenericTableType.h"
+#include "Kel/GenericTypeRegistry.h"
+#include "Kel/OpNotSupportedException.h"
+#include "Kel/TypeException.h"
+#include "Kel/UnhashableException.h"
+#include "support/KelLeakCheck.h"
+
+namespace {
+
+using Kel::GenericAttribute;
+using Kel::GenericIf;
+using Kel::GenericIfImpl;
+using Kel::GenericValue;
+using Args = std::vector<GenericValue>;
+
+GenericValue u64(U64 v) {
+  return GenericValue::ofUnsigned("U64", v);
+}
+
+GenericValue text(const char* v) {
+  return GenericValue::ofString(Kel::String(v));
+}
+
+// A small type of the test's own: a Dir with one settable-looking counter and one function.
+std::unique_ptr<Kel::GenericTableType<Kel::Dir>> thingType(const char* name) {
+  auto t = std::make_unique<Kel::GenericTableType<Kel::Dir>>(
+      name, Kel::GenericType::Kind::entity, GenericAttribute::Args{{"Kel::Name", "name"}},
+      [name](const Args& a) {
+        return GenericValue::ofObject(name, Kel::allocate<Kel::Dir>(a[0].as<Kel::Name>()));
+      });
+  t->readable("name", "Kel::Name", [](Kel::Dir& d) { return d.name(); });
+  t->function("add", "U64", {{"U32", "a"}, {"U64", "b"}}, [](Kel::Dir&, const Args& a) {
+    return GenericValue::ofUnsigned("U64", a[0].as<U32>() + a[1].as<U64>());
+  });
+  return t;
+}
+
+class GenericIfTest : public KelTest::LeakCheckedTest {
+ protected:
+  ~GenericIfTest() override { Kel::typeNodeDel("Test::Thing"); }
+};
+
+TEST_F(GenericIfTest, RegistryFindsReplacesAndRemovesByName) {
+  EXPECT_EQ(Kel::typeNode("Test::Thing"), nullptr);
+  Kel::typeNodeIs(thingType("Test::Thing"));
+  const Kel::GenericType* first = Kel::typeNode("Test::Thing");
+  ASSERT_NE(first, nullptr);
+  std::vector<std::string> names = Kel::GenericTypeRegistry::instance().typeNames();
+  EXPECT_EQ(names.back(), "Test::Thing");
+  Kel::typeNodeIs(thingType("Test::Thing"));
+  EXPECT_EQ(Kel::GenericTypeRegistry::instance().typeNames().size(), names.size());
+  EXPECT_NE(Kel::typeNode("Test::Thing"), first);
+  Kel::typeNodeDel("Test::Thing");
+  EXPECT_EQ(Kel::typeNode("Test::Thing"), nullptr);
+  EXPECT_THROW(GenericIf::type("Test::Thing"), Kel::RangeException);
+}
+
+TEST_F(GenericIfTest, ObjectsAreCreatedCalledAndComparedByIdentity) {
+  Kel::typeNodeIs(thingType("Test::Thing"));
+  GenericValue a = GenericIf::genericIfFromCtorArgs("Test::Thing", {text("a")});
+  GenericValue b = GenericIf::genericIfFromCtorArgs("Test::Thing", {text("b")});
+  EXPECT_EQ(GenericIf::attribute(a, "name").text(), Kel::String("a"));
+  EXPECT_EQ(GenericIf::call(a, "add", {u64(2), u64(40)}).unsignedInt(), 42u);
+  EXPECT_TRUE(GenericIf::equal(a, a));
+  EXPECT_FALSE(GenericIf::equal(a, b));
+  EXPECT_FALSE(GenericIf::empty(a));
+  EXPECT_TRUE(GenericIf::empty(GenericValue()));
+  EXPECT_EQ(GenericIf::strRep(a), Kel::String("<Test::Thing 'a'>"));
+}
+
+struct Conversion {
+  GenericValue value;
+  std::string type;
+  std::optional<std::string> result;  // describe() of the converted value
+};
+
+TEST_F(GenericIfTest, ConversionsFollowTheDeclaredType) {
+  const std::vector<Conversion> table = {
+      {u64(255), "U8", "U8 255"},
+      {u64(256), "U8", std::nullopt},
+      {u64(4294967295u), "U32", "U32 4294967295"},
+      {u64(4294967296u), "U32", std::nullopt},
+      {u64(~U64{0}), "U64", "U64 18446744073709551615"},
+      {GenericValue::ofSigned("int", -1), "U64", std::nullopt},
+      {GenericValue::ofSigned("int", -5), "int", "int -5"},
+      {u64(2147483648u), "int", std::nullopt},
+      {u64(3), "double", "double 3.000000"},
+      {GenericValue::ofDouble(1.5), "U32", std::nullopt},
+      {GenericValue::ofBool(true), "U32", std::nullopt},
+      {u64(1), "bool", std::nullopt},
+      {text("x"), "Kel::Name", "Kel::Name 'x'"},
+      {GenericValue::ofName(Kel::Name("y")), "Kel::String", "Kel::String 'y'"},
+      {text("x"), "U32", std::nullopt},
+      {u64(7), "Kel::BytePtr", std::nullopt},
+      {GenericValue(), "Kel::Dir", "None"},
+      {GenericValue(), "U32", std::nullopt},
+      {GenericValue(), "Test::Unknown", std::nullopt},
+  };
+  for (const Conversion& c : table) {
+    std::optional<GenericValue> converted = c.value.convertedTo(c.type);
+    SCOPED_TRACE(c.value.describe() + " -> " + c.type);
+    ASSERT_EQ(converted.has_value(), c.result.has_value());
+    if (converted) {
+      EXPECT_EQ(converted->describe(), *c.result);
+    }
+  }
+}
+
+TEST_F(GenericIfTest, ObjectsConvertToTheTypesTheyAreInstancesOf) {
+  GenericValue dir = GenericValue::ofObject("Kel::Dir", Kel::allocate<Kel::Dir>(Kel::Name("d")));
+  EXPECT_TRUE(dir.convertedTo("Kel::Dir").has_value());
+  EXPECT_TRUE(dir.convertedTo("Kel::Entity").has_value());
+  EXPECT_FALSE(dir.convertedTo("Kel::Clock").has_value());
+  EXPECT_FALSE(dir.convertedTo("U64").has_value());
+}
+
+struct Refusal {
+  const char* what;
+  Args args;
+  std::string message;
+};
+
+TEST_F(GenericIfTest, UnwrapRefusesWrongCountsAndTypesWithTheirPlace) {
+  auto type = thingType("Test::Thing");
+  const GenericAttribute& add = *type->attribute("add");
+  const std::vector<Refusal> table = {
+      {"none", {}, "Test::Thing.add: expected 2 arguments (U32 a, U64 b), got 0"},
+      {"too many",
+       {u64(1), u64(2), u64(3)},
+       "Test::Thing.add: expected 2 arguments (U32 a, U64 b), got 3"},
+      {"range",
+       {u64(1ull << 32), u64(2)},
+       "Test::Thing.add: argument 1 (U32 a): expected U32, got U64 4294967296 (out of range)"},
+      {"text",
+       {u64(1), text("2")},
+       "Test::Thing.add: argument 2 (U64 b): expected U64, got Kel::String '2'"},
+      {"none value",
+       {u64(1), GenericValue()},
+       "Test::Thing.add: argument 2 (U64 b): expected U64, got None"},
+  };
+  for (const Refusal& r : table) {
+    SCOPED_TRACE(r.what);
+    try {
+      GenericIfImpl::unwrapFunctionArgs(*type, add, r.args);
+      ADD_FAILURE() << "accepted";
+    } catch (const Kel::TypeException& e) {
+      EXPECT_EQ(e.message(), r.message);
+      EXPECT_TRUE(e.ids().test(Kel::Exception::kTypeIdBit));
+    }
+  }
+  try {
+    GenericIfImpl::unwrapConstructorArgs(*type, {});
+    ADD_FAILURE() << "accepted";
+  } catch (const Kel::TypeException& e) {
+    EXPECT_EQ(e.message(), "Test::Thing constructor: expected 1 argument (Kel::Name name), got 0");
+  }
+}
+
+TEST_F(GenericIfTest, RefusalFunctionsThrowTheirTypesAndMessages) {
+  try {
+    GenericIfImpl::throwOpNotSupportedException("T", "ordering");
+  } catch (const Kel::OpNotSupportedException& e) {
+    EXPECT_EQ(e.message(), "T: ordering is not supported");
+    EXPECT_TRUE(e.ids().test(Kel::Exception::kOpNotSupportedIdBit));
+  }
+  try {
+    GenericIfImpl::throwOpNotSupportedException("T", "a", "no such attribute");
+  } catch (const Kel::OpNotSupportedException& e) {
+    EXPECT_EQ(e.message(), "T.a: no such attribute");
+  }
+  EXPECT_THROW(GenericIfImpl::throwUnhashableException("T"), Kel::UnhashableException);
+  try {
+    GenericIfImpl::throwTypeException("T.a", "Kel::Dir", u64(5));
+  } catch (const Kel::TypeException& e) {
+    EXPECT_EQ(e.message(), "T.a: expected Kel::Dir, got U64 5");
+  }
+}
+
+TEST_F(GenericIfTest, AttributeKindsRefuseOperationsThatDoNotSuitThem) {
+  Kel::typeNodeIs(thingType("Test::Thing"));
+  GenericValue a = GenericIf::genericIfFromCtorArgs("Test::Thing", {text("a")});
+  const std::vector<std::pair<std::function<void()>, std::string>> table = {
+      {[&] { GenericIf::attributeIs(a, "name", text("b")); },
+       "Test::Thing.name: read-only attribute, set is not supported"},
+      {[&] { GenericIf::attribute(a, "add"); }, "Test::Thing.add: a function, call it instead"},
+      {[&] { GenericIf::call(a, "name", {}); },
+       "Test::Thing.name: not a function, call is not supported"},
+      {[&] { GenericIf::member(a, "name", u64(1)); },
+       "Test::Thing.name: not a keyed attribute, member operations are not supported"},
+      {[&] { GenericIf::attribute(a, "size"); }, "Test::Thing.size: no such attribute"},
+      {[&] { GenericIf::less(a, a); }, "Test::Thing: ordering is not supported"},
+      {[&] { GenericIf::watch(a, nullptr); }, "Test::Thing: watching is not supported"},
+  };
+  for (const auto& [op, message] : table) {
+    try {
+      op();
+      ADD_FAILURE() << "accepted: " << message;
+    } catch (const Kel::OpNotSupportedException& e) {
+      EXPECT_EQ(e.message(), message);
+    }
+  }
+}
+
+}  // namespace
