@@ -12,14 +12,6 @@ using A = MorvikAuditSm;
 using Args = std::vector<Kel::GenericValue>;
 using Kel::GenericValue;
 
-template <class F>
-auto noArgs(F f) {
-  return [f](A& s, const Args&) {
-    (s.*f)();
-    return GenericValue();
-  };
-}
-
 GenericValue construct(const Args& a) {
   return Kel::genericWrap(
       kType, morvikAuditSmFactory(a[0].as<Kel::Name>(), a[1].as<Kel::Ptr<MorvikMemory>>(),
@@ -57,17 +49,17 @@ std::unique_ptr<Kel::GenericType> morvikAuditSmGenericType() {
   t->readable("auditRequest", "Morvik::AuditRequest", [](A& s) { return s.auditRequest(); });
   MORVIK_SETTABLE(auditStatus, "Morvik::AuditStatus", Kel::Ptr<Morvik::AuditStatus const>);
   MORVIK_SETTABLE(clock, "Kel::Clock", Kel::Ptr<Kel::Clock const>);
-  t->function("auditMemory", "void", {}, noArgs(&A::auditMemory));
-  t->function("handleAuditClockTimeout", "void", {}, noArgs(&A::handleAuditClockTimeout));
-  t->function("handleAuditResync", "void", {}, noArgs(&A::handleAuditResync));
+  t->action("auditMemory", &A::auditMemory);
+  t->action("handleAuditClockTimeout", &A::handleAuditClockTimeout);
+  t->action("handleAuditResync", &A::handleAuditResync);
   MORVIK_SETTABLE(auditInterval, "double", double);
   MORVIK_SETTABLE(auditEnabled, "bool", bool);
   t->function("computeChecksum", "U64", {}, [](A& s, const Args&) {
     return GenericValue::ofUnsigned("U64", s.computeChecksum());
   });
-  t->function("handleFeatureAuditTrigger", "void", {}, noArgs(&A::handleFeatureAuditTrigger));
+  t->action("handleFeatureAuditTrigger", &A::handleFeatureAuditTrigger);
   MORVIK_SETTABLE(initialized, "bool", bool);
-  t->function("handleInitialized", "void", {}, noArgs(&A::handleInitialized));
+  t->action("handleInitialized", &A::handleInitialized);
   MORVIK_SETTABLE(resultRetryCount, "U32", U32);
   MORVIK_SETTABLE(resultRetryCountMax, "U32", U32);
   return t;

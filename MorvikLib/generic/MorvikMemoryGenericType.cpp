@@ -33,14 +33,6 @@ auto bufferCall(F f) {
   };
 }
 
-template <class F>
-auto noArgs(F f) {
-  return [f](M& m, const Args&) {
-    (m.*f)();
-    return GenericValue();
-  };
-}
-
 }  // namespace
 
 #define MORVIK_SCALAR(attr, type, V) \
@@ -59,7 +51,7 @@ MorvikMemoryGenericType::MorvikMemoryGenericType()
   copierAttributes();
   shadowFunctions();
   MORVIK_SCALAR(deletion, "bool", bool);
-  function("handleDeletion", "void", {}, noArgs(&M::handleDeletion));
+  action("handleDeletion", &M::handleDeletion);
 }
 
 // This stand-in keeps no entity tree: a memory entity has no parent and its full name is its name.
@@ -84,11 +76,11 @@ void MorvikMemoryGenericType::mappingAttributes() {
   MORVIK_SCALAR(localMemory, kMapping, MM);
   MORVIK_SCALAR(localMemoryWritableShadow, kMapping, MM);
   function("setLocal", "void", pair, pairCall(&M::setLocal));
-  function("unsetLocal", "void", {}, noArgs(&M::unsetLocal));
+  action("unsetLocal", &M::unsetLocal);
   MORVIK_SCALAR(remoteMemory, kMapping, MM);
   MORVIK_SCALAR(remoteMemoryWritableShadow, kMapping, MM);
   function("setRemote", "void", pair, pairCall(&M::setRemote));
-  function("unsetRemote", "void", {}, noArgs(&M::unsetRemote));
+  action("unsetRemote", &M::unsetRemote);
   MORVIK_SCALAR(localMemorySimPaddr, "U64", U64);
   keyed<U64, U8>(
       "replicationStatusBitmap", "U64", "U8",
@@ -118,7 +110,7 @@ void MorvikMemoryGenericType::dataFunctions() {
            bufferCall<U32>(&M::doSet));
   function("doCopy", "void", {{"U32", "dstOffset"}, {"U32", "srcOffset"}, {"U32", "size"}},
            bufferCall<U32>(&M::doCopy));
-  function("doSync", "void", {}, noArgs(&M::doSync));
+  action("doSync", &M::doSync);
 }
 
 void MorvikMemoryGenericType::testFunctions() {
@@ -137,10 +129,10 @@ void MorvikMemoryGenericType::testFunctions() {
 }
 
 void MorvikMemoryGenericType::copierAttributes() {
-  function("doFlushWithRead", "void", {}, noArgs(&M::doFlushWithRead));
+  action("doFlushWithRead", &M::doFlushWithRead);
   function("remoteSet", "void", {{"U32", "byteOffset"}, {"U32", "value"}, {"U32", "size"}},
            bufferCall<U32>(&M::remoteSet));
-  function("remoteCopyChunk", "void", {}, noArgs(&M::remoteCopyChunk));
+  action("remoteCopyChunk", &M::remoteCopyChunk);
   function("scheduleRemoteCopy", "bool", {{"U32", "byteOffset"}, {"U32", "size"}},
            [](M& m, const Args& a) {
              return GenericValue::ofBool(m.scheduleRemoteCopy(a[0].as<U32>(), a[1].as<U32>()));

@@ -13,14 +13,6 @@ using S = MorvikMemorySm;
 using Args = std::vector<Kel::GenericValue>;
 using Kel::GenericValue;
 
-template <class F>
-auto noArgs(F f) {
-  return [f](S& s, const Args&) {
-    (s.*f)();
-    return GenericValue();
-  };
-}
-
 GenericValue construct(const Args& a) {
   return Kel::genericWrap(
       kType, morvikMemorySmFactory(a[0].as<Kel::Name>(), a[1].as<Kel::Ptr<Morvik::Status const>>(),
@@ -58,21 +50,21 @@ std::unique_ptr<Kel::GenericType> morvikMemorySmGenericType() {
               [](S& s) { return s.morvikAuditRequest(); });
   MORVIK_INPUT(morvikAuditRequests, "Kel::Dir", Kel::Ptr<Kel::Dir const>);
   MORVIK_INPUT(morvikMemory, "MorvikLib::MorvikMemory", Kel::Ptr<MorvikMemory>);
-  t->function("handleLocalMemoryChange", "void", {}, noArgs(&S::handleLocalMemoryChange));
-  t->function("handleRemoteMemoryChange", "void", {}, noArgs(&S::handleRemoteMemoryChange));
-  t->function("handleMorvikRemoteMemVersion", "void", {}, noArgs(&S::handleMorvikRemoteMemVersion));
-  t->function("handleSupStateChange", "void", {}, noArgs(&S::handleSupStateChange));
+  t->action("handleLocalMemoryChange", &S::handleLocalMemoryChange);
+  t->action("handleRemoteMemoryChange", &S::handleRemoteMemoryChange);
+  t->action("handleMorvikRemoteMemVersion", &S::handleMorvikRemoteMemVersion);
+  t->action("handleSupStateChange", &S::handleSupStateChange);
   t->function("resetAuditSm", "void", {{"Kel::Name", "name"}}, [](S& s, const Args& a) {
     s.resetAuditSm(a[0].as<Kel::Name>());
     return GenericValue();
   });
   MORVIK_INPUT(morvikAuditSm, "MorvikLib::MorvikAuditSm", Kel::Ptr<MorvikAuditSm>);
   MORVIK_INPUT(deletion, "bool", bool);
-  t->function("handleDeletion", "void", {}, noArgs(&S::handleDeletion));
+  t->action("handleDeletion", &S::handleDeletion);
   MORVIK_INPUT(initialized, "bool", bool);
-  t->function("handleInitialized", "void", {}, noArgs(&S::handleInitialized));
+  t->action("handleInitialized", &S::handleInitialized);
   MORVIK_INPUT(wrClock, "Kel::Clock", Kel::Ptr<Kel::Clock const>);
-  t->function("scheduleClockTimeout", "void", {}, noArgs(&S::scheduleClockTimeout));
+  t->action("scheduleClockTimeout", &S::scheduleClockTimeout);
   t->function("overlap", "bool",
               {{"U64", "start1"}, {"U64", "size1"}, {"U64", "start2"}, {"U64", "size2"}},
               [](S& s, const Args& a) {

@@ -113,6 +113,14 @@ class GenericTableType : public GenericType {
          });
   }
 
+  // A function of no arguments and no result.
+  void action(const std::string& name, void (T::*f)()) {
+    function(name, "void", {}, [f](T& self, const Args&) {
+      (self.*f)();
+      return GenericValue();
+    });
+  }
+
   // A keyed attribute over any collection of (key, value) pairs that `members(self)` returns;
   // `set(self, key, value)` and `del(self, key)` change one member.
   template <class K, class V, class Members, class Set, class Del>
