@@ -130,6 +130,7 @@ class MorvikMemory : public Kel::Entity {
  private:
   void notifyBitmap(const U64& key);
   bool nextPendingChunk(U64& chunk);
+  void copyChunk(const U64& dest, const U64& src, U32 size) const;
 
   Kel::Name name_;
   bool activeSupe_ = false;

@@ -93,6 +93,12 @@ TEST_P(MorvikMemorySmPasses, AResyncOfNChunksTakesNCopierPassesAndTwoToComeToRes
   };
   chassis.buildMachines();
   EXPECT_EQ(passes(), most + 2u) << "the resync that follows the first mapping";
+  for (std::size_t i = 0; i < chassis.features(); ++i) {
+    // Behind the copier's back, so that only the resync can make the copies equal again.
+    std::vector<U8> bytes = Chassis::pattern(chassis.feature(i).size, static_cast<U8>(i));
+    chassis.memory(i)->doWriteLocalTest(0, bytes.data(), static_cast<U32>(bytes.size()));
+  }
+  ASSERT_FALSE(chassis.copiesEqual());
   chassis.traceLevelsIs({9});
   Kel::TraceCapture capture;
   for (std::size_t i = 0; i < chassis.features(); ++i) chassis.memory(i)->doSync();
@@ -108,7 +114,9 @@ TEST_P(MorvikMemorySmPasses, AResyncOfNChunksTakesNCopierPassesAndTwoToComeToRes
 
 INSTANTIATE_TEST_SUITE_P(Chunks, MorvikMemorySmPasses,
                          testing::Values(std::vector<U32>{1}, std::vector<U32>{2},
-                                         std::vector<U32>{33}, std::vector<U32>{2, 5, 1}));
+                                         std::vector<U32>{33}, std::vector<U32>{2, 5, 1},
+                                         // 64 MiB: large enough for the streaming copy
+                                         std::vector<U32>{16384}));
 
 TEST(MorvikMemorySmTest, OnlyRoleTwoKeepsRemoteMemoryAwayAndClearsActiveSupe) {
   for (U32 role : {0u, 1u, 2u, 3u, 0x7fffffffu, 0xffffffffu}) {
