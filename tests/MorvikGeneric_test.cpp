@@ -19,6 +19,7 @@
 #include "MorvikLib/MorvikMemory.h"
 #include "MorvikLib/generic/GenericTypeNames.h"
 #include "support/KelLeakCheck.h"
+#include "support/Refusals.h"
 
 namespace {
 
@@ -284,7 +285,7 @@ TEST_F(MorvikMemoryGenericTest, WatcherHearsEveryChangeByAttributeUntilUnregiste
 
 TEST_F(MorvikMemoryGenericTest, RefusalsNameTheTypeTheAttributeAndWhatWasExpected) {
   GenericValue buffer = GenericValue::ofBytePtr(nullptr);
-  const std::vector<std::pair<std::function<void()>, std::string>> table = {
+  const MorvikTest::Refusals table = {
       {[&] {
          GenericIf::call(mem_, "doWrite_py", {u64(0), u64(0)});
        },
@@ -316,15 +317,8 @@ TEST_F(MorvikMemoryGenericTest, RefusalsNameTheTypeTheAttributeAndWhatWasExpecte
        "morvikManifest, Morvik::AuditRequest auditRequest, Morvik::AuditStatus auditStatus, "
        "Kel::Clock clock), got 2"},
   };
-  for (const auto& [op, message] : table) {
-    try {
-      op();
-      ADD_FAILURE() << "accepted: " << message;
-    } catch (const Kel::TypeException& e) {
-      EXPECT_EQ(e.message(), message);
-    }
-  }
-  const std::vector<std::pair<std::function<void()>, std::string>> unsupported = {
+  MorvikTest::expectRefused<Kel::TypeException>(table);
+  const MorvikTest::Refusals unsupported = {
       {[&] { GenericIf::attributeIs(mem_, "fullName", text("x")); },
        "MorvikLib::MorvikMemory.fullName: read-only attribute, set is not supported"},
       {[&] { GenericIf::attribute(mem_, "doSync"); },
@@ -336,14 +330,7 @@ TEST_F(MorvikMemoryGenericTest, RefusalsNameTheTypeTheAttributeAndWhatWasExpecte
        "MorvikLib::MorvikMemory.noSuchFunction: no such attribute"},
       {[&] { GenericIf::less(mem_, mem_); }, "MorvikLib::MorvikMemory: ordering is not supported"},
   };
-  for (const auto& [op, message] : unsupported) {
-    try {
-      op();
-      ADD_FAILURE() << "accepted: " << message;
-    } catch (const Kel::OpNotSupportedException& e) {
-      EXPECT_EQ(e.message(), message);
-    }
-  }
+  MorvikTest::expectRefused<Kel::OpNotSupportedException>(unsupported);
   EXPECT_EQ(counter_->chunkSize + counter_->localMemory, 0);
 }
 
