@@ -27,7 +27,7 @@ void MemoryWatcher::onReplicationStatusBitmap(const U64& key) {
     seen_.erase(it);
   }
   const long delta = std::popcount(now) - std::popcount(before);
-  if (delta != 0) monitor_.pendingChanged(feature_, delta);
+  if (delta != 0) monitor_.pendingChanged(feature_, delta, member == nullptr);
   if (member != nullptr) {
     const int copied = std::popcount(static_cast<U8>(before & ~now));
     if (copied > 0) monitor_.chunksCopied(static_cast<U64>(copied), memory->remoteCopyChunkSize());

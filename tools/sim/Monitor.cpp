@@ -30,16 +30,20 @@ double Monitor::now() const {
   return Kel::System::currentTime() - t0_;
 }
 
-void Monitor::pendingChanged(std::size_t feature, long delta) {
-  const U64 before = total_;
+void Monitor::pendingChanged(std::size_t feature, long delta, bool deleted) {
   pending_[feature] += delta;
   total_ += delta;
   peak_ = std::max(peak_, total_);
   peakSinceMark_ = std::max(peakSinceMark_, total_);
   drainMax_ = std::max(drainMax_, total_);
-  if (before == 0 && total_ > 0) drainStarted();
+  if (!draining_ && total_ > 0) drainStarted();
+  // doSync empties the to-do list before it marks every chunk again, and a second doSync of the
+  // same feature may come in the same pass (an audit's retry, then the repair of the mismatch its
+  // new request found): an emptied list is a list about to be refilled. Only the copier's own
+  // clearing brings a feature, or the chassis, to rest.
+  if (deleted) return;
   if (pending_[feature] == 0 && delta < 0) featureDrained(feature);
-  if (before > 0 && total_ == 0) drainEnded();
+  if (total_ == 0 && draining_) drainEnded();
 }
 
 U64 Monitor::takePeakSinceMark() {
@@ -59,6 +63,7 @@ void Monitor::operation(OpKind kind, U32 size) {
 }
 
 void Monitor::drainStarted() {
+  draining_ = true;
   drainStartChassis_ = now();
   drainMax_ = total_;
   drainStartPass_ = passesNow();
@@ -66,6 +71,7 @@ void Monitor::drainStarted() {
 }
 
 void Monitor::drainEnded() {
+  draining_ = false;
   const double wall = secondsSince(drainStartWall_);
   const double chassis = now() - drainStartChassis_;
   const U64 passes = passesNow() - drainStartPass_;

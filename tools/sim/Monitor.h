@@ -25,8 +25,9 @@ class Monitor {
   void startIs(double t0);
   double now() const;
 
-  // The copier.
-  void pendingChanged(std::size_t feature, long delta);
+  // The copier: its to-do list of a feature changed by delta chunks, by deleting members (a
+  // resync's doSync clearing the list) or otherwise (chunks marked, or copied).
+  void pendingChanged(std::size_t feature, long delta, bool deleted);
   void chunksCopied(U64 chunks, U32 chunkSize);
   void directCopied(U64 bytes) { directBytes_ += bytes; }
   // The workload.
@@ -79,6 +80,7 @@ class Monitor {
   AuditCounts audit_;
   std::atomic<U64> eventLogs_{0};
   DrainStats drains_;
+  bool draining_ = false;
   double drainStartChassis_ = 0.0;
   U64 drainMax_ = 0;
   U64 drainStartPass_ = 0;
