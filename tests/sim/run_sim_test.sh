@@ -35,6 +35,13 @@ echo "== every fault kind"
 rc=$?
 [ $rc -eq 0 ] || fail "the fault scenario exited $rc: $(cat "$work/a.err")"
 valid_json "$work/a.json"
+python3 - "$work/a.json" << 'EOF' || fail "the report's freshness figures are wrong"
+import json, sys
+f = json.load(open(sys.argv[1]))["freshness"]
+assert f["samples"] >= 720 and f["unaccounted_chunks"] == 0, f
+assert 0 <= f["stale_chunks"]["p50"] <= f["stale_chunks"]["p99"] <= f["stale_chunks"]["max"] > 0, f
+assert f["oldest_pending_age_s"]["max"] > 0 and f["stale_bytes"]["max"] > 0, f
+EOF
 for name in passed copies_equal; do expect_field $name true "$work/a.json"; done
 for name in outstanding unexplained_repairs unaccounted_chunks; do expect_field $name 0 "$work/a.json"; done
 injected=$(field injected "$work/a.json")

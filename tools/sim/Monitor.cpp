@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "CopyMath.h"
 #include "Kel/ActivityManager.h"
 #include "Kel/System.h"
 
@@ -19,8 +20,12 @@ U64 passesNow() {
 
 }  // namespace
 
-Monitor::Monitor(std::vector<std::string> featureNames, CorruptionTracker& tracker)
-    : names_(std::move(featureNames)), tracker_(tracker), pending_(names_.size(), 0) {}
+Monitor::Monitor(std::vector<std::string> featureNames, CorruptionTracker& tracker,
+                 FreshnessTracker& freshness)
+    : names_(std::move(featureNames)),
+      tracker_(tracker),
+      freshness_(freshness),
+      pending_(names_.size(), 0) {}
 
 void Monitor::startIs(double t0) {
   t0_ = t0;
@@ -52,14 +57,29 @@ U64 Monitor::takePeakSinceMark() {
   return peak;
 }
 
-void Monitor::chunksCopied(U64 chunks, U32 chunkSize) {
-  chunksCopied_ += chunks;
-  chunkBytes_ += chunks * chunkSize;
+void Monitor::chunkCopied(std::size_t feature, U64 offset, U32 chunkSize) {
+  ++chunksCopied_;
+  chunkBytes_ += chunkSize;
+  freshness_.copied(feature, offset, chunkSize);
 }
 
-void Monitor::operation(OpKind kind, U32 size) {
+void Monitor::operation(OpKind kind, std::size_t feature, U32 offset, U32 size, U32 chunkSize,
+                        bool remoteMapped) {
   ++workload_.ops[static_cast<int>(kind)];
   workload_.bytesWritten += size;
+  forEachPiece(offset, size, chunkSize, remoteMapped, [&](U64 at, U64 length, bool direct) {
+    if (direct) {
+      directBytes_ += length;
+    } else {
+      freshness_.deferred(feature, at, length, now());
+    }
+  });
+  tracker_.covered(feature, offset, size, now());
+}
+
+void Monitor::standbyLost() {
+  tracker_.standbyLost(now());
+  freshness_.standbyLost(now());
 }
 
 void Monitor::drainStarted() {
