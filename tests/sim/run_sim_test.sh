@@ -138,6 +138,23 @@ for option in --duration --switchover-at --real-time --seed --feature --chunk-si
   grep -q -- "$option" "$work/help.txt" || fail "--help does not explain $option"
 done
 
+echo "== a killed run's regions are reclaimed; a live run's machine is refused"
+"$sim" --real-time --duration 1h --faults none --quiet --vmid "$vmid-k" > /dev/null 2>&1 &
+runner=$!
+for _ in $(seq 50); do
+  [ -e "/dev/shm/ostra.$vmid-k.MorvikLocal" ] && break
+  sleep 0.1
+done
+"$sim" --duration 1m --faults none --vmid "$vmid-k" > /dev/null 2> "$work/k.err"
+rc=$?
+[ $rc -eq 3 ] && grep -q "process $runner (morvik_sim) holds its region" "$work/k.err" ||
+  fail "a machine in use was not refused naming its process (exit $rc): $(cat "$work/k.err")"
+kill -KILL $runner
+wait $runner 2> /dev/null
+[ -e "/dev/shm/ostra.$vmid-k.MorvikLocal" ] || fail "the killed run left no regions to reclaim"
+"$sim" --duration 1m --faults none --quiet --vmid "$vmid-k" > /dev/null 2> "$work/k.err" ||
+  fail "the killed run's machine was not reclaimed: $(cat "$work/k.err")"
+
 left=$(ls /dev/shm 2> /dev/null | grep -F "ostra.$vmid" || true)
 [ -z "$left" ] || fail "shared memory left behind: $left"
 [ $failures -eq 0 ] || { echo "$failures check(s) failed" && exit 1; }
