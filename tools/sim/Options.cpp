@@ -111,7 +111,9 @@ std::vector<ValueOption> valueOptions() {
   const std::string maxOps = std::to_string(static_cast<U64>(kMaxOperations));
   return {
       {"--duration", "T", "Run",
-       "chassis time to run, " + range(kMinDuration, kMaxDuration) + " (default 1h)",
+       "chassis time to run, " + range(kMinDuration, kMaxDuration) +
+           " (default 1h); with the default faults at least 15 audit intervals (15m00s with "
+           "60-second audits)",
        [](SimOptions& o, const std::string& v) {
          o.duration = readSeconds("--duration", v, kMinDuration, kMaxDuration);
        }},
