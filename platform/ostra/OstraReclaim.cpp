@@ -4,13 +4,13 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
-#include <cerrno>
+#include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <optional>
-#include <sstream>
 
 #include "ostra/OstraFd.h"
 #include "ostra/OstraKey.h"
@@ -58,17 +58,20 @@ pid_t processMapping(const std::string& objectName) {
 
 }  // namespace
 
+// Allocates nothing: regions are made on paths that should not touch the heap for it.
 std::uint64_t processStart(pid_t pid) {
+  char path[32];
+  std::snprintf(path, sizeof path, "/proc/%d/stat", static_cast<int>(pid));
+  const UniqueFd fd(::open(path, O_RDONLY | O_CLOEXEC));
+  char stat[1024];
+  const ssize_t n = fd.valid() ? ::read(fd.get(), stat, sizeof stat - 1) : -1;
+  if (n <= 0) return 0;
+  stat[n] = '\0';
   // "pid (comm) state ppid ...": the name may hold blanks and parentheses, so the fields are
   // counted from the last ')'; the start time is the 22nd field.
-  const std::string stat = procFile(pid, "stat");
-  const auto close = stat.rfind(')');
-  if (close == std::string::npos) return 0;
-  std::istringstream fields(stat.substr(close + 1));
-  std::string field;
-  for (int i = 3; i <= 22 && fields >> field; ++i) {
-  }
-  return std::strtoull(field.c_str(), nullptr, 10);
+  const char* field = std::strrchr(stat, ')');
+  for (int i = 2; field != nullptr && i < 22; ++i) field = std::strchr(field + 1, ' ');
+  return field != nullptr ? std::strtoull(field + 1, nullptr, 10) : 0;
 }
 
 std::string processName(pid_t pid) {
