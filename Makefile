@@ -8,7 +8,7 @@ SHELL := /bin/bash
 # Everything the builds, tests, fuzzers, benchmarks and formatting need. Append; keep one list.
 DEBIAN_PACKAGES := cmake ninja-build g++ clang libclang-rt-14-dev libgtest-dev libgmock-dev \
   googletest libbenchmark-dev pkg-config libxxhash-dev clang-format gnuplot-nox \
-  pybind11-dev python3-pytest python3-dev
+  pybind11-dev python3-pytest python3-dev libcli11-dev nlohmann-json3-dev
 
 BUILD_ROOT := build
 RELEASE_DIR := $(BUILD_ROOT)/release

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "ostra/OstraKey.h"
+#include "ostra/OstraReclaim.h"
 #include "ostra/ostra.h"
 
 namespace {
@@ -165,6 +166,31 @@ TEST_F(OstraTest, EachMachineHasItsOwnFlatOwnerOnlyObjects) {
   ASSERT_NE(addr, 0u);
   EXPECT_EQ(bytesAt(addr)[0], 1);
   EXPECT_EQ(ostra_unmap(name.c_str(), addr, 1), 0);
+}
+
+// A region outlives its creator: it is debris, and reclaimed, only once no live process holds it.
+TEST_F(OstraTest, ReclaimRemovesOnlyRegionsNoLiveProcessHolds) {
+  const auto madeByChildThatDied = [this](const char* name) {
+    const pid_t child = fork();
+    if (child == 0) _exit(ostra_alloc_func(name, kPage, "child") == 0 ? 1 : 0);
+    int status = 0;
+    waitpid(child, &status, 0);
+    allocated_.emplace_back(vmid_, name);
+    return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+  };
+  ASSERT_TRUE(madeByChildThatDied("Debris"));
+  ASSERT_TRUE(madeByChildThatDied("Mapped"));
+  const std::uintptr_t view = ostra_map("Mapped", 0, 0, kPage);
+  ASSERT_NE(alloc("Mine", kPage), 0u);
+  EXPECT_EQ(ostra::reclaimRegion(vmid_, "Mapped"), getpid()) << "a live process maps it";
+  EXPECT_EQ(ostra::reclaimRegion(vmid_, "Mine"), getpid()) << "its creator lives";
+  EXPECT_EQ(ostra::reclaimRegion("Debris"), 0);
+  EXPECT_EQ(ostra::reclaimRegion(vmid_, "Absent"), 0);
+  for (const char* name : {"Mapped", "Mine"})
+    EXPECT_EQ(access(shmPath(vmid_, name).c_str(), F_OK), 0);
+  EXPECT_NE(access(shmPath(vmid_, "Debris").c_str(), F_OK), 0);
+  EXPECT_EQ(ostra_unmap("Mapped", view, kPage), 0);
+  EXPECT_EQ(ostra::reclaimRegion(vmid_, "Mapped"), 0) << "now nobody holds it";
 }
 
 using OstraDeathTest = OstraTest;

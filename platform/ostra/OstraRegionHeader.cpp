@@ -12,13 +12,14 @@
 #include "ostra/OstraAddress.h"
 #include "ostra/OstraMappedBytes.h"
 #include "ostra/OstraPages.h"
+#include "ostra/OstraReclaim.h"
 
 namespace ostra {
 
 namespace {
 
 constexpr std::uint64_t kMagic = 0x3147455241525453ull;  // "STRAREG1"
-constexpr std::uint32_t kLayout = 1;
+constexpr std::uint32_t kLayout = 2;
 constexpr std::size_t kOwnerBytes = 256;
 
 // The start of every region object; the machine and region name follow it, then padding up to
@@ -31,6 +32,8 @@ struct RegionHeader {
   std::uint64_t paddr;
   std::uint32_t vmidBytes;
   std::uint32_t nameBytes;
+  std::uint64_t creatorPid;
+  std::uint64_t creatorStart;
   char owner[kOwnerBytes];
 };
 
@@ -50,6 +53,8 @@ void fillHeader(RegionHeader* header, const RegionKey& key, std::uint32_t length
   header->paddr = physicalAddressFor(key.name);
   header->vmidBytes = static_cast<std::uint32_t>(key.vmid.size());
   header->nameBytes = static_cast<std::uint32_t>(key.name.size());
+  header->creatorPid = static_cast<std::uint64_t>(getpid());
+  header->creatorStart = processStart(getpid());
   const std::size_t ownerBytes = std::min(owner.size(), kOwnerBytes - 1);
   std::memcpy(header->owner, owner.data(), ownerBytes);
   header->owner[ownerBytes] = '\0';
@@ -104,7 +109,8 @@ HeaderState readRegionHeader(int fd, const RegionKey& key, RegionInfo& info) {
   if (magic == 0) return HeaderState::pending;
   if (magic != kMagic || !plausible(*header, key, fileBytes)) return HeaderState::bad;
   if (!sameKey(fd, header->headerBytes, key)) return HeaderState::bad;
-  info = RegionInfo{header->length, header->paddr, header->headerBytes};
+  info = RegionInfo{header->length, header->paddr, header->headerBytes, header->creatorPid,
+                    header->creatorStart};
   return HeaderState::ready;
 }
 

@@ -13,6 +13,9 @@ struct RegionInfo {
   std::uint64_t length = 0;
   std::uint64_t paddr = 0;
   std::uint64_t dataOffset = 0;  // file offset of the region's first byte, a page multiple
+  // The process that created the region, and when it started (so that a reused id is told apart).
+  std::uint64_t creatorPid = 0;
+  std::uint64_t creatorStart = 0;
 };
 
 enum class HeaderState { ready, pending, bad };

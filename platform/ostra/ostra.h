@@ -14,9 +14,10 @@
 // machine and name together at most 64 KiB.
 //
 // Objects are created with owner-only access (0600, whatever the umask), zero-filled, and hold a
-// header in front of the region's bytes with its length, physical address and owner, so every
-// process sees the same region. If a creator dies before finishing its header, the region stays
-// unusable (calls fail after a short wait) until ostra_free removes it.
+// header in front of the region's bytes with its length, physical address, owner and creating
+// process, so every process sees the same region. If a creator dies before finishing its header,
+// the region stays unusable (calls fail after a short wait) until ostra_free removes it, or
+// ostra::reclaimRegion ("ostra/OstraReclaim.h") finds it left behind.
 //
 // Physical and DMA addresses. A region's physical address depends only on its name: the 64 KiB
 // slot in [2^32, 2^40) chosen by a hash of the name. It is non-zero, page-aligned, the same in

@@ -16,6 +16,7 @@
 #include "Kel/GenericTypeRegistry.h"
 #include "Kel/System.h"
 #include "Objects.h"
+#include "ostra/OstraReclaim.h"
 #include "ostra/ostra.h"
 
 namespace py = pybind11;
@@ -106,6 +107,7 @@ void registerDma(py::module_& m) {
   m.def(
       "dmaRegionAlloc",
       [](const std::string& name, std::uint32_t length, const std::string& owner) {
+        ostra::reclaimRegion(name.c_str());
         std::uint64_t paddr = ostra_alloc_func(name.c_str(), length, owner.c_str());
         if (!paddr) throw Kel::RangeException("cannot create DMA region '" + name + "'");
         return paddr;

@@ -1,29 +1,14 @@
 #include <gtest/gtest.h>
 
-#include <limits>
 #include <sstream>
 #include <vector>
 
 #include "CorruptionTracker.h"
-#include "JsonWriter.h"
 #include "Report.h"
 #include "TimelineCsv.h"
 
 namespace MorvikSim {
 namespace {
-
-TEST(SimJson, OneMemberPerLineAndEverythingJsonCannotHoldRawIsQuoted) {
-  EXPECT_EQ(JsonWriter::quote("a\"b\\c\n\t\r"), "\"a\\\"b\\\\c\\n\\t\\r\"");
-  EXPECT_EQ(JsonWriter::quote(std::string("\x01\x1f", 2)), "\"\\u0001\\u001f\"");
-  std::ostringstream out;
-  JsonWriter j(out);
-  j.beginObject().field("n", U64{3}).field("ok", true).key("list").beginArray();
-  j.value("x").value(1.5).endArray().key("empty").beginObject().endObject();
-  j.field("bad", std::numeric_limits<double>::quiet_NaN()).field("neg", -2).endObject();
-  EXPECT_EQ(out.str(),
-            "{\n  \"n\": 3,\n  \"ok\": true,\n  \"list\": [\n    \"x\",\n    1.5\n  ],\n"
-            "  \"empty\": {},\n  \"bad\": null,\n  \"neg\": -2\n}\n");
-}
 
 // Events are filed under the first sample at or after them, and quotes in them are doubled.
 TEST(SimTimelineCsv, FilesEventsUnderTheirSample) {
@@ -36,15 +21,16 @@ TEST(SimTimelineCsv, FilesEventsUnderTheirSample) {
   r.samples.push_back(s);
   s.t = 20.0;
   s.mirroredInPeriod = 0;
+  s.freshness = {4096, 1, 2.5, 1};
   r.samples.push_back(s);
   r.events = {{0.0, true, "start"}, {5.0, true, "corrupt a+0x1"}, {10.0, false, "say \"hi\""}};
   std::ostringstream out;
   writeTimelineCsv(out, r);
   const std::string csv = out.str();
   EXPECT_EQ(csv.substr(csv.find('\n') + 1),
-            "0.000,0,0,0,0,0,0,0,0,0,\"start\"\n"
-            "10.000,0,3,4096,409,0,0,0,0,0,\"corrupt a+0x1; say \"\"hi\"\"\"\n"
-            "20.000,0,3,4096,0,0,0,0,0,0,\"\"\n");
+            "0.000,0,0,0,0,0,0,0,0,0,\"start\",0,0,0.000,0\n"
+            "10.000,0,3,4096,409,0,0,0,0,0,\"corrupt a+0x1; say \"\"hi\"\"\",0,0,0.000,0\n"
+            "20.000,0,3,4096,0,0,0,0,0,0,\"\",4096,1,2.500,1\n");
 }
 
 TEST(SimChecks, EachBrokenPromiseGetsItsOwnLine) {
@@ -56,6 +42,9 @@ TEST(SimChecks, EachBrokenPromiseGetsItsOwnLine) {
   r.atRest.differingChunks = 2;
   r.atRest.corruptBytes = 1;
   r.atSwitchover.unaccountedChunks = 1;
+  r.freshness.samples = 722;
+  r.freshness.unaccountedChunks = 3;
+  r.freshness.samplesWithUnaccounted = 2;
   r.audit.unexplainedRepairs = 2;
   Corruption neverFound;
   neverFound.injectedAt = 3590.0;
@@ -74,11 +63,12 @@ TEST(SimChecks, EachBrokenPromiseGetsItsOwnLine) {
       "the audit's repair left the corruption it found in place once",
       "the resync after a chunk-size change left a corruption in place 3 times",
       "the audit repaired 2 mismatches that no injected corruption explains",
-      "1 chunk of the standby's copy were stale at the switchover without being pending: the "
-      "mirror lost writes",
+      "stale chunks of the standby's copy that the copier did not know as pending: 3 over 2 of "
+      "722 samples, 1 at the switchover: the mirror lost writes",
   };
   EXPECT_EQ(r.failures, want);
-  EXPECT_EQ(r.note, "NOSYNC_MORVIK is set, so every resync did nothing");
+  EXPECT_EQ(r.note,
+            "NOSYNC_MORVIK is set, so doSync did nothing: no repair or resync marked a chunk");
 }
 
 // Two features of 64 bytes each; a test plays the mirror by changing the standby's bytes.

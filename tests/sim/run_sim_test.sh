@@ -1,12 +1,15 @@
 #!/usr/bin/env bash
 # Runs the chassis simulator on short seeded scenarios and checks what it reports: a run with every
 # kind of fault must pass and account for every corruption, a run with NOSYNC_MORVIK set must fail
-# and say why, bad options must be refused on one line, and no run may leave shared memory behind.
+# and say why, bad command lines must be refused at once on one line, a killed run's shared memory
+# must be reclaimed by the next run on its machine, and no run may leave shared memory behind.
 #
-# Usage: run_sim_test.sh path/to/morvik_sim scratch-dir
+# Usage: run_sim_test.sh path/to/morvik_sim scratch-dir [sanitizers]
 set -u
 sim=$1
 work=$2
+# A sanitized build reserves more address space than any sensible limit.
+sanitized=${3:-}
 rm -rf "$work"
 mkdir -p "$work"
 failures=0
@@ -32,6 +35,13 @@ echo "== every fault kind"
 rc=$?
 [ $rc -eq 0 ] || fail "the fault scenario exited $rc: $(cat "$work/a.err")"
 valid_json "$work/a.json"
+python3 - "$work/a.json" << 'EOF' || fail "the report's freshness figures are wrong"
+import json, sys
+f = json.load(open(sys.argv[1]))["freshness"]
+assert f["samples"] >= 720 and f["unaccounted_chunks"] == 0, f
+assert 0 <= f["stale_chunks"]["p50"] <= f["stale_chunks"]["p99"] <= f["stale_chunks"]["max"] > 0, f
+assert f["oldest_pending_age_s"]["max"] > 0 and f["stale_bytes"]["max"] > 0, f
+EOF
 for name in passed copies_equal; do expect_field $name true "$work/a.json"; done
 for name in outstanding unexplained_repairs unaccounted_chunks; do expect_field $name 0 "$work/a.json"; done
 injected=$(field injected "$work/a.json")
@@ -66,24 +76,84 @@ grep -q "^  - the audit's repair left the corruption it found in place" "$work/c
 grep -q "^Checks: FAILED" "$work/c.txt" || fail "the report does not say FAILED"
 grep -q "note: NOSYNC_MORVIK is set" "$work/c.txt" || fail "the report does not name the cause"
 
-echo "== bad options"
-for args in "--bogus" "--duration" "--duration 5x" "--mix small=1,huge=2" "--feature odd:1000" \
-  "--feature small:64K --chunk-sizes 4096,131072" "--fault away@55m,for=10m" "extra"; do
-  # shellcheck disable=SC2086
-  "$sim" $args > "$work/bad.out" 2> "$work/bad.err"
+echo "== bad command lines: exit 2 at once, in bounded memory, one line naming the option"
+# The words of a command line, then what its message must name.
+while IFS='|' read -r args named; do
+  read -ra words <<< "$args"
+  (
+    [ -n "$sanitized" ] || ulimit -v 1000000
+    exec timeout 10 "$sim" "${words[@]}"
+  ) > "$work/bad.out" 2> "$work/bad.err"
   rc=$?
   [ $rc -eq 2 ] || fail "'$args' exited $rc, want 2"
   [ ! -s "$work/bad.out" ] || fail "'$args' wrote to standard output"
-  [ "$(wc -l < "$work/bad.err")" -eq 1 ] && grep -q '^morvik_sim: ' "$work/bad.err" ||
-    fail "'$args' did not give one line: $(cat "$work/bad.err")"
-done
-grep -q "manifest refused" <("$sim" --feature odd:1000 2>&1) || fail "a bad manifest is not refused as one"
+  [ "$(wc -l < "$work/bad.err")" -eq 1 ] && grep -qF -- "$named" "$work/bad.err" ||
+    fail "'$args' did not name '$named' on one line: $(cat "$work/bad.err")"
+done << 'TABLE'
+--duration 1e-9 --faults none|--duration '1e-9': want a time from 1.0 s
+--duration 1e300|--duration
+--duration 100000h --rate 0|--duration
+--duration 10m|at least 15m00s for the default faults
+--switchover-at 2h|--switchover-at
+--audit-interval 1e300|--audit-interval '1e300'
+--duration 2h --audit-interval 0.5s|at most 10000 audit ticks
+--mix small=1e308,table=1e308,set=1e308,copy=1e308|--mix small '1e308'
+--mix small=0,table=0,set=0,copy=0|--mix
+--mix huge=1|--mix
+--seed 0x10|--seed
+--seed 18446744073709551616|--seed
+--rate -1|--rate
+--rate nan|--rate
+--rate 100000 --duration 24h|at most 100000000 operations
+--locality 1.5|--locality
+--small-max 12abc|--small-max
+--corruptions 5000|--corruptions
+--sample 1h|720 to 100000 samples
+--feature odd:1000|--feature odd
+--feature a:64K --feature a:64K|--feature 'a'
+--feature a:1G --feature b:1G|--feature
+--chunk-sizes 3000|--chunk-sizes
+--feature small:64K --chunk-sizes 4096,131072|--chunk-sizes
+--fault corrupt@1m,|--fault 'corrupt@1m,'
+--fault leak@5m|--fault
+--fault corrupt@5m,set=1|--fault
+--fault corrupt@5m,feature=nope|--fault
+--fault away@55m,for=10m|--fault
+--fault silent@2h|--fault
+--csv /tmp|--csv '/tmp'
+--plot /tmp|--plot '/tmp'
+--csv /nonexistent/t.csv|--csv
+--vmid|--vmid
+--json=1|json
+--bogus|--bogus
+extra|extra
+TABLE
+SIMULATION_VMID="two words" "$sim" > /dev/null 2> "$work/bad.err"
+[ $? -eq 2 ] && grep -q "SIMULATION_VMID 'two words'" "$work/bad.err" ||
+  fail "a bad SIMULATION_VMID is not refused: $(cat "$work/bad.err")"
 "$sim" --help > "$work/help.txt" || fail "--help failed"
 for option in --duration --switchover-at --real-time --seed --feature --chunk-sizes --rate --mix \
   --small-max --locality --audit-interval --faults --corruptions --fault --nosync --json --csv \
   --plot --sample --quiet --vmid; do
   grep -q -- "$option" "$work/help.txt" || fail "--help does not explain $option"
 done
+
+echo "== a killed run's regions are reclaimed; a live run's machine is refused"
+"$sim" --real-time --duration 1h --faults none --quiet --vmid "$vmid-k" > /dev/null 2>&1 &
+runner=$!
+for _ in $(seq 50); do
+  [ -e "/dev/shm/ostra.$vmid-k.MorvikLocal" ] && break
+  sleep 0.1
+done
+"$sim" --duration 1m --faults none --vmid "$vmid-k" > /dev/null 2> "$work/k.err"
+rc=$?
+[ $rc -eq 3 ] && grep -q "process $runner (morvik_sim) holds its region" "$work/k.err" ||
+  fail "a machine in use was not refused naming its process (exit $rc): $(cat "$work/k.err")"
+kill -KILL $runner
+wait $runner 2> /dev/null
+[ -e "/dev/shm/ostra.$vmid-k.MorvikLocal" ] || fail "the killed run left no regions to reclaim"
+"$sim" --duration 1m --faults none --quiet --vmid "$vmid-k" > /dev/null 2> "$work/k.err" ||
+  fail "the killed run's machine was not reclaimed: $(cat "$work/k.err")"
 
 left=$(ls /dev/shm 2> /dev/null | grep -F "ostra.$vmid" || true)
 [ -z "$left" ] || fail "shared memory left behind: $left"

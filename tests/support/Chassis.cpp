@@ -1,12 +1,10 @@
 #include "support/Chassis.h"
 
 #include <gtest/gtest.h>
-#include <signal.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
 #include <atomic>
-#include <cerrno>
 #include <cstdlib>
 #include <filesystem>
 #include <stdexcept>
@@ -18,6 +16,7 @@
 #include "Morvik/FeatureManifest.h"
 #include "MorvikLib/Library.h"
 #include "MorvikLib/Trace.h"
+#include "ostra/OstraReclaim.h"
 #include "ostra/ostra.h"
 
 namespace MorvikTest {
@@ -26,16 +25,16 @@ namespace {
 
 const std::string kVmidPrefix = "morvik-chassis-";
 
-// A death-test child dies before its chassis can free its regions; whoever comes next frees the
-// regions of every chassis process that has gone.
+// A death-test child dies before its chassis can free its regions; whoever comes next reclaims
+// the regions of every chassis left behind.
 void freeOrphanRegions() {
   const std::string prefix = "ostra." + kVmidPrefix;
   std::error_code error;
   for (const auto& entry : std::filesystem::directory_iterator("/dev/shm", error)) {
     const std::string name = entry.path().filename().string();
-    if (name.rfind(prefix, 0) != 0) continue;
-    const auto pid = static_cast<pid_t>(std::atol(name.c_str() + prefix.size()));
-    if (pid > 0 && ::kill(pid, 0) != 0 && errno == ESRCH) ::shm_unlink(("/" + name).c_str());
+    const auto dot = name.rfind('.');
+    if (name.rfind(prefix, 0) != 0 || dot < prefix.size()) continue;
+    ostra::reclaimRegion(name.substr(6, dot - 6), name.substr(dot + 1));
   }
 }
 

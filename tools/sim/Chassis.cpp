@@ -5,6 +5,7 @@
 #include "Kel/Allocate.h"
 #include "Morvik/FeatureManifest.h"
 #include "MorvikLib/MorvikAuditSm.h"
+#include "ostra/OstraReclaim.h"
 
 namespace MorvikSim {
 
@@ -27,11 +28,14 @@ Chassis::Chassis(const std::string& vmid, const Layout& layout, U32 chunkSize)
       machineSetting_("SIMULATION_VMID", vmid),
       layout_(layout),
       chunkSize_(chunkSize) {
-  // Another run's regions must not be taken over, nor removed when this one ends.
+  // A killed run's regions are reclaimed; a live process's must not be taken over, nor removed
+  // when this run ends.
   for (ShmRegion* region : {&local_, &remote_}) {
-    if (region->exists()) {
-      throw std::runtime_error("simulated machine '" + vmid_ + "' already holds region " +
-                               region->name() + " (another run?); choose another --vmid");
+    if (const pid_t holder = ostra::reclaimRegion(vmid_, region->name())) {
+      throw std::runtime_error("simulated machine '" + vmid_ + "' is in use: process " +
+                               std::to_string(holder) + " (" + ostra::processName(holder) +
+                               ") holds its region " + region->name() +
+                               "; end that process or choose another --vmid");
     }
   }
   local_.adopt();

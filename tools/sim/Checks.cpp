@@ -95,13 +95,19 @@ void evaluateChecks(Report& r) {
                          count(r.audit.unexplainedRepairs, "mismatch", "mismatches") +
                          " that no injected corruption explains");
   }
-  if (r.atSwitchover.unaccountedChunks > 0) {
-    r.failures.push_back(count(r.atSwitchover.unaccountedChunks, "chunk", "chunks") +
-                         " of the standby's copy were stale at the switchover without being "
-                         "pending: the mirror lost writes");
+  const FreshnessSummary& f = r.freshness;
+  if (f.unaccountedChunks > 0 || r.atSwitchover.unaccountedChunks > 0) {
+    r.failures.push_back(
+        "stale chunks of the standby's copy that the copier did not know as pending: " +
+        std::to_string(f.unaccountedChunks) + " over " + std::to_string(f.samplesWithUnaccounted) +
+        " of " + std::to_string(f.samples) + " samples, " +
+        std::to_string(r.atSwitchover.unaccountedChunks) +
+        " at the switchover: the mirror lost writes");
   }
   r.note.clear();
-  if (!r.failures.empty() && r.nosync) r.note = "NOSYNC_MORVIK is set, so every resync did nothing";
+  if (!r.failures.empty() && r.nosync) {
+    r.note = "NOSYNC_MORVIK is set, so doSync did nothing: no repair or resync marked a chunk";
+  }
 }
 
 }  // namespace MorvikSim

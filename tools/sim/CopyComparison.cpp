@@ -20,30 +20,20 @@ std::vector<U32> outstandingOffsets(const CorruptionTracker& tracker, std::size_
   return offsets;
 }
 
-void compareChunk(const U8* local, const U8* remote, U32 begin, U32 end,
-                  const std::vector<U32>& corrupt, bool pending, CopyComparison& out) {
-  if (std::memcmp(local + begin, remote + begin, end - begin) == 0) return;
-  U64 differing = 0;
-  U64 corrupted = 0;
-  for (U32 i = begin; i < end; ++i) {
+// Counts the differing bytes only when the chunk differs at all: most do not.
+void compare(const U8* local, const U8* remote, const std::vector<U32>& corrupt, ChunkState& c) {
+  if (std::memcmp(local + c.begin, remote + c.begin, c.end - c.begin) == 0) return;
+  for (U32 i = c.begin; i < c.end; ++i) {
     if (local[i] == remote[i]) continue;
-    ++differing;
-    if (std::binary_search(corrupt.begin(), corrupt.end(), i)) ++corrupted;
+    ++c.differingBytes;
+    if (std::binary_search(corrupt.begin(), corrupt.end(), i)) ++c.corruptBytes;
   }
-  ++out.differingChunks;
-  out.differingBytes += differing;
-  out.corruptBytes += corrupted;
-  if (differing == corrupted) return;
-  ++out.staleChunks;
-  out.staleBytes += differing - corrupted;
-  if (!pending) ++out.unaccountedChunks;
 }
 
 }  // namespace
 
-CopyComparison compareCopies(const Chassis& chassis, const CorruptionTracker& tracker) {
-  CopyComparison out;
-  out.standbyPresent = chassis.standbyPresent();
+void forEachChunk(const Chassis& chassis, const CorruptionTracker& tracker,
+                  const std::function<void(const ChunkState&)>& visit) {
   for (std::size_t f = 0; f < chassis.features(); ++f) {
     const auto& memory = chassis.memory(f);
     const U32 chunk = memory->remoteCopyChunkSize();
@@ -52,15 +42,34 @@ CopyComparison compareCopies(const Chassis& chassis, const CorruptionTracker& tr
     const U8* remote = chassis.remoteBytes(f);
     const std::vector<U32> corrupt = outstandingOffsets(tracker, f);
     for (U32 begin = 0; begin < size; begin += chunk) {
-      const bool pending = memory->replicationStatus(begin);
-      if (pending) {
-        ++out.pendingChunks;
-        out.pendingBytes += chunk;
-      }
-      if (local == nullptr || remote == nullptr) continue;
-      compareChunk(local, remote, begin, std::min(size, begin + chunk), corrupt, pending, out);
+      ChunkState c;
+      c.feature = f;
+      c.begin = begin;
+      c.end = std::min(size, begin + chunk);
+      c.pending = memory->replicationStatus(begin);
+      if (local != nullptr && remote != nullptr) compare(local, remote, corrupt, c);
+      visit(c);
     }
   }
+}
+
+CopyComparison compareCopies(const Chassis& chassis, const CorruptionTracker& tracker) {
+  CopyComparison out;
+  out.standbyPresent = chassis.standbyPresent();
+  forEachChunk(chassis, tracker, [&out](const ChunkState& c) {
+    if (c.pending) {
+      ++out.pendingChunks;
+      out.pendingBytes += c.end - c.begin;
+    }
+    if (c.differingBytes == 0) return;
+    ++out.differingChunks;
+    out.differingBytes += c.differingBytes;
+    out.corruptBytes += c.corruptBytes;
+    if (c.staleBytes() == 0) return;
+    ++out.staleChunks;
+    out.staleBytes += c.staleBytes();
+    if (!c.pending) ++out.unaccountedChunks;
+  });
   return out;
 }
 

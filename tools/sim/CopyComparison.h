@@ -1,7 +1,8 @@
 #ifndef MORVIK_SIM_COPYCOMPARISON_H
 #define MORVIK_SIM_COPYCOMPARISON_H
 
-#include <vector>
+#include <cstddef>
+#include <functional>
 
 #include "Kel/Types.h"
 
@@ -28,7 +29,24 @@ struct CopyComparison {
   U64 differingChunks = 0;
 };
 
-// Compares the two copies of every feature chunk by chunk, at each memory's current chunk size.
+// One chunk of a feature, [begin, end) in it, as the comparison of the two copies finds it. The
+// counts stay 0 while the standby's memory is away.
+struct ChunkState {
+  std::size_t feature = 0;
+  U32 begin = 0;
+  U32 end = 0;
+  bool pending = false;
+  U64 differingBytes = 0;
+  // Differing bytes that are outstanding corruptions rather than writes not yet copied.
+  U64 corruptBytes = 0;
+  U64 staleBytes() const { return differingBytes - corruptBytes; }
+};
+
+// Visits every chunk of every feature, at each memory's current chunk size.
+void forEachChunk(const Chassis& chassis, const CorruptionTracker& tracker,
+                  const std::function<void(const ChunkState&)>& visit);
+
+// Compares the two copies of every feature chunk by chunk.
 CopyComparison compareCopies(const Chassis& chassis, const CorruptionTracker& tracker);
 
 }  // namespace MorvikSim

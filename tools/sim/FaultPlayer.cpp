@@ -135,7 +135,7 @@ void FaultPlayer::away(const Fault& fault, double now) {
   chassis_.standbyAway(fault.nullRecord);
   // Its corruptions went with it: only the resync after it comes back can put the bytes right,
   // whatever the features write meanwhile.
-  tracker_.standbyLost(monitor_.now());
+  monitor_.standbyLost();
   monitor_.event(true, "standby memory away");
   queue(now + (fault.duration > 0 ? fault.duration : 2.0 * options_.auditInterval), Step::awayEnd,
         fault);

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "Kel/Types.h"
@@ -30,8 +31,9 @@ class Layout {
   // The feature index of a name, or features() when there is none.
   std::size_t find(const std::string& name) const;
 
-  // Throws UsageError unless size is a power of two within the supported range.
-  static void checkChunkSize(U64 size);
+  // Throws UsageError unless size is a power of two within the supported range; the message
+  // names the size with `label`.
+  static void checkChunkSize(U64 size, std::string_view label = "chunk size");
 
  private:
   std::vector<Feature> features_;

@@ -27,10 +27,12 @@ void MemoryWatcher::onReplicationStatusBitmap(const U64& key) {
     seen_.erase(it);
   }
   const long delta = std::popcount(now) - std::popcount(before);
-  if (delta != 0) monitor_.pendingChanged(feature_, delta);
-  if (member != nullptr) {
-    const int copied = std::popcount(static_cast<U8>(before & ~now));
-    if (copied > 0) monitor_.chunksCopied(static_cast<U64>(copied), memory->remoteCopyChunkSize());
+  if (delta != 0) monitor_.pendingChanged(feature_, delta, member == nullptr);
+  if (member == nullptr) return;
+  const U32 chunkSize = memory->remoteCopyChunkSize();
+  for (U8 copied = static_cast<U8>(before & ~now); copied != 0; copied &= copied - 1) {
+    const U64 chunk = key * 8 + static_cast<U64>(std::countr_zero(copied));
+    monitor_.chunkCopied(feature_, chunk * chunkSize, chunkSize);
   }
 }
 

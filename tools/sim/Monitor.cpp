@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "CopyMath.h"
 #include "Kel/ActivityManager.h"
 #include "Kel/System.h"
 
@@ -19,8 +20,12 @@ U64 passesNow() {
 
 }  // namespace
 
-Monitor::Monitor(std::vector<std::string> featureNames, CorruptionTracker& tracker)
-    : names_(std::move(featureNames)), tracker_(tracker), pending_(names_.size(), 0) {}
+Monitor::Monitor(std::vector<std::string> featureNames, CorruptionTracker& tracker,
+                 FreshnessTracker& freshness)
+    : names_(std::move(featureNames)),
+      tracker_(tracker),
+      freshness_(freshness),
+      pending_(names_.size(), 0) {}
 
 void Monitor::startIs(double t0) {
   t0_ = t0;
@@ -30,16 +35,20 @@ double Monitor::now() const {
   return Kel::System::currentTime() - t0_;
 }
 
-void Monitor::pendingChanged(std::size_t feature, long delta) {
-  const U64 before = total_;
+void Monitor::pendingChanged(std::size_t feature, long delta, bool deleted) {
   pending_[feature] += delta;
   total_ += delta;
   peak_ = std::max(peak_, total_);
   peakSinceMark_ = std::max(peakSinceMark_, total_);
   drainMax_ = std::max(drainMax_, total_);
-  if (before == 0 && total_ > 0) drainStarted();
+  if (!draining_ && total_ > 0) drainStarted();
+  // doSync empties the to-do list before it marks every chunk again, and a second doSync of the
+  // same feature may come in the same pass (an audit's retry, then the repair of the mismatch its
+  // new request found): an emptied list is a list about to be refilled. Only the copier's own
+  // clearing brings a feature, or the chassis, to rest.
+  if (deleted) return;
   if (pending_[feature] == 0 && delta < 0) featureDrained(feature);
-  if (before > 0 && total_ == 0) drainEnded();
+  if (total_ == 0 && draining_) drainEnded();
 }
 
 U64 Monitor::takePeakSinceMark() {
@@ -48,17 +57,33 @@ U64 Monitor::takePeakSinceMark() {
   return peak;
 }
 
-void Monitor::chunksCopied(U64 chunks, U32 chunkSize) {
-  chunksCopied_ += chunks;
-  chunkBytes_ += chunks * chunkSize;
+void Monitor::chunkCopied(std::size_t feature, U64 offset, U32 chunkSize) {
+  ++chunksCopied_;
+  chunkBytes_ += chunkSize;
+  freshness_.copied(feature, offset, chunkSize);
 }
 
-void Monitor::operation(OpKind kind, U32 size) {
+void Monitor::operation(OpKind kind, std::size_t feature, U32 offset, U32 size, U32 chunkSize,
+                        bool remoteMapped) {
   ++workload_.ops[static_cast<int>(kind)];
   workload_.bytesWritten += size;
+  forEachPiece(offset, size, chunkSize, remoteMapped, [&](U64 at, U64 length, bool direct) {
+    if (direct) {
+      directBytes_ += length;
+    } else {
+      freshness_.deferred(feature, at, length, now());
+    }
+  });
+  tracker_.covered(feature, offset, size, now());
+}
+
+void Monitor::standbyLost() {
+  tracker_.standbyLost(now());
+  freshness_.standbyLost(now());
 }
 
 void Monitor::drainStarted() {
+  draining_ = true;
   drainStartChassis_ = now();
   drainMax_ = total_;
   drainStartPass_ = passesNow();
@@ -66,6 +91,7 @@ void Monitor::drainStarted() {
 }
 
 void Monitor::drainEnded() {
+  draining_ = false;
   const double wall = secondsSince(drainStartWall_);
   const double chassis = now() - drainStartChassis_;
   const U64 passes = passesNow() - drainStartPass_;

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "CorruptionTracker.h"
+#include "Freshness.h"
 #include "Kel/Types.h"
 #include "Records.h"
 
@@ -19,18 +20,23 @@ namespace MorvikSim {
 // resyncs are also handed on to the corruption tracker, which decides what healed what.
 class Monitor {
  public:
-  Monitor(std::vector<std::string> featureNames, CorruptionTracker& tracker);
+  Monitor(std::vector<std::string> featureNames, CorruptionTracker& tracker,
+          FreshnessTracker& freshness);
 
   // Chassis time is counted from here.
   void startIs(double t0);
   double now() const;
 
-  // The copier.
-  void pendingChanged(std::size_t feature, long delta);
-  void chunksCopied(U64 chunks, U32 chunkSize);
-  void directCopied(U64 bytes) { directBytes_ += bytes; }
-  // The workload.
-  void operation(OpKind kind, U32 size);
+  // The copier: its to-do list of a feature changed by delta chunks, by deleting members (a
+  // resync's doSync clearing the list) or otherwise (chunks marked, or copied).
+  void pendingChanged(std::size_t feature, long delta, bool deleted);
+  void chunkCopied(std::size_t feature, U64 offset, U32 chunkSize);
+  // The workload: an operation that modified [offset, offset + size) of a feature, mirrored at
+  // once or left to the copier as the chunk size and the standby's memory being mapped decide.
+  void operation(OpKind kind, std::size_t feature, U32 offset, U32 size, U32 chunkSize,
+                 bool remoteMapped);
+  // The fault player: the standby's memory went, with everything it held.
+  void standbyLost();
   // The audit.
   void auditCycle(std::size_t feature, bool previousUnanswered);
   void auditAnswer(bool mismatch);
@@ -67,6 +73,7 @@ class Monitor {
 
   std::vector<std::string> names_;
   CorruptionTracker& tracker_;
+  FreshnessTracker& freshness_;
   double t0_ = 0.0;
   std::vector<U64> pending_;
   U64 total_ = 0;
@@ -79,6 +86,7 @@ class Monitor {
   AuditCounts audit_;
   std::atomic<U64> eventLogs_{0};
   DrainStats drains_;
+  bool draining_ = false;
   double drainStartChassis_ = 0.0;
   U64 drainMax_ = 0;
   U64 drainStartPass_ = 0;

@@ -6,6 +6,7 @@
 
 #include "CopyComparison.h"
 #include "CorruptionTracker.h"
+#include "Freshness.h"
 #include "Kel/Types.h"
 #include "Records.h"
 #include "Sampler.h"
@@ -52,8 +53,11 @@ struct Report {
   DrainStats drains;
   std::vector<Resync> resyncs;
 
-  // The audit and the faults.
+  // The audit and the faults; the checksum error log and its rate limit.
   AuditCounts audit;
+  std::string eventLogName;
+  U32 eventLogBurst = 0;
+  double eventLogInterval = 0.0;
   CorruptionTracker::Summary corruptions;
   std::vector<Corruption> corruptionList;
 
@@ -64,6 +68,7 @@ struct Report {
 
   std::vector<TimelineEvent> events;
   std::vector<Sample> samples;
+  FreshnessSummary freshness;
 
   // Why the run failed, one line each; empty when every check held.
   std::vector<std::string> failures;

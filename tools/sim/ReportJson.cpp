@@ -1,149 +1,186 @@
 #include "ReportJson.h"
 
-#include "JsonWriter.h"
+#include <nlohmann/json.hpp>
 
 namespace MorvikSim {
 
 namespace {
 
-void run(JsonWriter& j, const Report& r) {
-  j.key("run").beginObject();
-  j.field("vmid", r.vmid).field("seed", r.seed).field("time", r.realTime ? "real" : "virtual");
-  j.field("chassis_seconds", r.chassisSeconds).field("wall_seconds", r.wallSeconds);
-  j.field("passes", r.passes).field("audit_interval_s", r.auditInterval).field("rate", r.rate);
-  j.field("nosync", r.nosync).field("interrupted", r.interrupted);
-  j.key("features").beginArray();
+// Members in the order they are set, so that the report reads like the text one.
+using Json = nlohmann::ordered_json;
+
+Json run(const Report& r) {
+  Json features = Json::array();
   U64 offset = 0;
   for (const Feature& f : r.features) {
-    j.beginObject().field("name", f.name).field("offset", offset).field("size", f.size).endObject();
+    features.push_back({{"name", f.name}, {"offset", offset}, {"size", f.size}});
     offset += f.size;
   }
-  j.endArray();
-  j.field("total_bytes", r.totalBytes);
-  j.field("chunk_size_start", r.chunkSizeStart).field("chunk_size_end", r.chunkSizeEnd);
-  j.endObject();
+  return {{"vmid", r.vmid},
+          {"seed", r.seed},
+          {"time", r.realTime ? "real" : "virtual"},
+          {"chassis_seconds", r.chassisSeconds},
+          {"wall_seconds", r.wallSeconds},
+          {"passes", r.passes},
+          {"audit_interval_s", r.auditInterval},
+          {"rate", r.rate},
+          {"nosync", r.nosync},
+          {"interrupted", r.interrupted},
+          {"features", features},
+          {"total_bytes", r.totalBytes},
+          {"chunk_size_start", r.chunkSizeStart},
+          {"chunk_size_end", r.chunkSizeEnd}};
 }
 
-void workload(JsonWriter& j, const Report& r) {
+Json workload(const Report& r) {
   const WorkloadCounts& w = r.workload;
-  j.key("workload").beginObject();
-  j.field("operations", w.operations());
+  Json j = {{"operations", w.operations()}};
   for (int kind = 0; kind < kOpKinds; ++kind)
-    j.field(opKindName(static_cast<OpKind>(kind)), w.ops[kind]);
-  j.field("writes_per_second",
-          r.chassisSeconds > 0 ? static_cast<double>(w.operations()) / r.chassisSeconds : 0.0);
-  j.field("bytes_written", w.bytesWritten);
-  j.endObject();
-  const LatencyFigures& l = r.doWrite;
-  j.key("do_write_latency_ns").beginObject();
-  j.field("count", l.count).field("mean", l.meanNs).field("min", l.minNs).field("p50", l.p50Ns);
-  j.field("p99", l.p99Ns).field("max", l.maxNs);
-  j.endObject();
+    j[opKindName(static_cast<OpKind>(kind))] = w.ops[kind];
+  j["writes_per_second"] =
+      r.chassisSeconds > 0 ? static_cast<double>(w.operations()) / r.chassisSeconds : 0.0;
+  j["bytes_written"] = w.bytesWritten;
+  return j;
 }
 
-void mirror(JsonWriter& j, const Report& r) {
-  j.key("mirror").beginObject();
-  j.field("bytes_mirrored", r.bytesMirrored).field("bytes_direct", r.directBytes);
-  j.field("bytes_by_copier", r.chunkBytes).field("chunks_copied", r.chunksCopied);
-  j.field("pending_peak_chunks", r.pendingPeak);
-  j.field("pending_peak_drain_passes", r.drains.peakPasses);
-  j.field("pending_peak_drain_wall_s", r.drains.peakWallSeconds);
-  j.field("pending_peak_drain_chassis_s", r.drains.peakChassisSeconds);
-  j.field("drains", r.drains.drains);
-  j.field("drain_longest_chassis_s", r.drains.maxChassisSeconds);
-  j.field("drain_longest_passes", r.drains.maxPasses);
-  j.field("drain_longest_wall_s", r.drains.maxWallSeconds);
-  j.endObject();
-  j.key("resyncs").beginArray();
+Json latency(const LatencyFigures& l) {
+  return {{"count", l.count}, {"mean", l.meanNs}, {"min", l.minNs},
+          {"p50", l.p50Ns},   {"p99", l.p99Ns},   {"max", l.maxNs}};
+}
+
+Json mirror(const Report& r) {
+  const DrainStats& d = r.drains;
+  return {{"bytes_mirrored", r.bytesMirrored},
+          {"bytes_direct", r.directBytes},
+          {"bytes_by_copier", r.chunkBytes},
+          {"chunks_copied", r.chunksCopied},
+          {"pending_peak_chunks", r.pendingPeak},
+          {"pending_peak_drain_passes", d.peakPasses},
+          {"pending_peak_drain_wall_s", d.peakWallSeconds},
+          {"pending_peak_drain_chassis_s", d.peakChassisSeconds},
+          {"drains", d.drains},
+          {"drain_longest_chassis_s", d.maxChassisSeconds},
+          {"drain_longest_passes", d.maxPasses},
+          {"drain_longest_wall_s", d.maxWallSeconds}};
+}
+
+Json resyncs(const Report& r) {
+  Json list = Json::array();
   for (const Resync& s : r.resyncs) {
-    j.beginObject()
-        .field("kind", resyncKindName(s.kind))
-        .field("scope", s.scope)
-        .field("at_s", s.at);
-    j.field("chunks", s.chunks).field("done", s.done).field("passes", s.passes);
-    j.field("wall_s", s.wallSeconds).field("chassis_s", s.chassisSeconds).endObject();
+    list.push_back({{"kind", resyncKindName(s.kind)},
+                    {"scope", s.scope},
+                    {"at_s", s.at},
+                    {"chunks", s.chunks},
+                    {"done", s.done},
+                    {"passes", s.passes},
+                    {"wall_s", s.wallSeconds},
+                    {"chassis_s", s.chassisSeconds}});
   }
-  j.endArray();
+  return list;
 }
 
-void audit(JsonWriter& j, const Report& r) {
+Json audit(const Report& r) {
   const AuditCounts& a = r.audit;
-  j.key("audit").beginObject();
-  j.field("cycles", a.cycles).field("answers", a.answers).field("mismatches", a.mismatches);
-  j.field("repairs", a.repairs).field("unexplained_repairs", a.unexplainedRepairs);
-  j.field("retry_resyncs", a.retryResyncs).field("event_logs", a.eventLogs);
-  j.endObject();
+  return {{"cycles", a.cycles},
+          {"answers", a.answers},
+          {"mismatches", a.mismatches},
+          {"repairs", a.repairs},
+          {"unexplained_repairs", a.unexplainedRepairs},
+          {"retry_resyncs", a.retryResyncs},
+          {"event_logs", a.eventLogs}};
 }
 
-void corruptions(JsonWriter& j, const Report& r) {
+Json corruptions(const Report& r) {
   const CorruptionTracker::Summary& s = r.corruptions;
-  j.key("corruptions").beginObject();
-  j.field("injected", s.injected).field("found_by_audit", s.foundByAudit);
-  j.field("audit_findings", s.auditFindings).field("healed_otherwise", s.healedOtherwise);
-  j.key("healed_by").beginObject();
+  Json healedBy = Json::object();
   for (int cause = 1; cause < kHealCauses; ++cause) {
-    j.field(healCauseName(static_cast<HealCause>(cause)), s.healedBy[cause]);
+    healedBy[healCauseName(static_cast<HealCause>(cause))] = s.healedBy[cause];
   }
-  j.endObject();
-  j.field("outstanding", s.outstanding);
-  j.key("list").beginArray();
+  Json list = Json::array();
   for (const Corruption& c : r.corruptionList) {
-    j.beginObject().field("feature", r.featureName(c.feature)).field("offset", c.offset);
-    j.field("injected_at_s", c.injectedAt).field("healed", c.healed);
-    j.field("healed_at_s", c.healed ? c.healedAt : -1.0).field("cause", healCauseName(c.cause));
-    j.field("finding", c.finding).endObject();
+    list.push_back({{"feature", r.featureName(c.feature)},
+                    {"offset", c.offset},
+                    {"injected_at_s", c.injectedAt},
+                    {"healed", c.healed},
+                    {"healed_at_s", c.healed ? c.healedAt : -1.0},
+                    {"cause", healCauseName(c.cause)},
+                    {"finding", c.finding}});
   }
-  j.endArray();
-  j.endObject();
+  return {{"injected", s.injected},
+          {"found_by_audit", s.foundByAudit},
+          {"audit_findings", s.auditFindings},
+          {"healed_otherwise", s.healedOtherwise},
+          {"healed_by", healedBy},
+          {"outstanding", s.outstanding},
+          {"list", list}};
 }
 
-void copies(JsonWriter& j, const Report& r) {
+Json switchover(const Report& r) {
   const CopyComparison& s = r.atSwitchover;
-  j.key("switchover").beginObject();
-  j.field("at_s", r.switchoverAt).field("pending_chunks", s.pendingChunks);
-  j.field("pending_bytes", s.pendingBytes).field("stale_chunks", s.staleChunks);
-  j.field("stale_bytes", s.staleBytes).field("corrupt_bytes", s.corruptBytes);
-  j.field("unaccounted_chunks", s.unaccountedChunks);
-  j.endObject();
-  j.key("at_rest").beginObject();
-  j.field("copies_equal", r.atRest.standbyPresent && r.atRest.differingBytes == 0);
-  j.field("differing_bytes", r.atRest.differingBytes);
-  j.field("differing_chunks", r.atRest.differingChunks);
-  j.endObject();
+  return {{"at_s", r.switchoverAt},
+          {"pending_chunks", s.pendingChunks},
+          {"pending_bytes", s.pendingBytes},
+          {"stale_chunks", s.staleChunks},
+          {"stale_bytes", s.staleBytes},
+          {"corrupt_bytes", s.corruptBytes},
+          {"unaccounted_chunks", s.unaccountedChunks}};
 }
 
-void events(JsonWriter& j, const Report& r) {
-  j.key("events").beginArray();
+Json atRest(const Report& r) {
+  return {{"copies_equal", r.atRest.standbyPresent && r.atRest.differingBytes == 0},
+          {"differing_bytes", r.atRest.differingBytes},
+          {"differing_chunks", r.atRest.differingChunks}};
+}
+
+Json spread(const Spread& s) {
+  return {{"p50", s.p50}, {"p99", s.p99}, {"max", s.max}};
+}
+
+// Counts are counted: every percentile is one sample's value.
+Json countSpread(const Spread& s) {
+  const auto count = [](double v) { return static_cast<U64>(v); };
+  return {{"p50", count(s.p50)}, {"p99", count(s.p99)}, {"max", count(s.max)}};
+}
+
+Json freshness(const Report& r) {
+  const FreshnessSummary& f = r.freshness;
+  return {{"samples", f.samples},
+          {"stale_bytes", countSpread(f.staleBytes)},
+          {"stale_chunks", countSpread(f.staleChunks)},
+          {"oldest_pending_age_s", spread(f.oldestPendingAge)},
+          {"unaccounted_chunks", f.unaccountedChunks}};
+}
+
+Json events(const Report& r) {
+  Json list = Json::array();
   for (const TimelineEvent& e : r.events) {
-    j.beginObject().field("t_s", e.t).field("fault", e.fault).field("text", e.text).endObject();
+    list.push_back({{"t_s", e.t}, {"fault", e.fault}, {"text", e.text}});
   }
-  j.endArray();
+  return list;
 }
 
-void checks(JsonWriter& j, const Report& r) {
-  j.key("checks").beginObject();
-  j.field("passed", r.passed());
-  j.key("failures").beginArray();
-  for (const std::string& f : r.failures) j.value(f);
-  j.endArray();
-  j.field("note", r.note);
-  j.endObject();
+Json checks(const Report& r) {
+  return {{"passed", r.passed()}, {"failures", r.failures}, {"note", r.note}};
 }
 
 }  // namespace
 
 void writeJsonReport(std::ostream& out, const Report& r) {
-  JsonWriter j(out);
-  j.beginObject();
-  run(j, r);
-  workload(j, r);
-  mirror(j, r);
-  audit(j, r);
-  corruptions(j, r);
-  copies(j, r);
-  events(j, r);
-  checks(j, r);
-  j.endObject();
+  const Json report = {{"run", run(r)},
+                       {"workload", workload(r)},
+                       {"do_write_latency_ns", latency(r.doWrite)},
+                       {"mirror", mirror(r)},
+                       {"resyncs", resyncs(r)},
+                       {"audit", audit(r)},
+                       {"corruptions", corruptions(r)},
+                       {"switchover", switchover(r)},
+                       {"at_rest", atRest(r)},
+                       {"freshness", freshness(r)},
+                       {"events", events(r)},
+                       {"checks", checks(r)}};
+  // One member per line, so that scripts can also pick a field out with line tools; bytes that are
+  // not UTF-8 (in a machine name, say) are replaced rather than failing the report.
+  out << report.dump(2, ' ', false, Json::error_handler_t::replace) << "\n";
 }
 
 }  // namespace MorvikSim

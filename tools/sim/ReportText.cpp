@@ -79,20 +79,22 @@ void copier(std::ostream& out, const Report& r) {
        num(d.drains) + ", longest " + formatSeconds(d.maxChassisSeconds) + " of chassis time, " +
            num(d.maxPasses) + " passes, " + wall(d.maxWallSeconds) + " of wall time");
   for (int kind = 0; kind < kResyncKinds; ++kind) {
-    U64 n = 0, chunks = 0, passes = 0, open = 0;
-    double longest = 0.0;
+    // The figures of one resync, the largest of its kind, rather than maxima of different ones.
+    const Resync* largest = nullptr;
+    U64 n = 0, open = 0;
     for (const Resync& s : r.resyncs) {
       if (static_cast<int>(s.kind) != kind) continue;
       ++n;
-      chunks = std::max(chunks, s.chunks);
-      passes = std::max(passes, s.passes);
-      longest = std::max(longest, s.wallSeconds);
       open += s.done ? 0 : 1;
+      if (largest == nullptr ||
+          std::pair(s.chunks, s.passes) > std::pair(largest->chunks, largest->passes)) {
+        largest = &s;
+      }
     }
     if (n == 0) continue;
-    std::string text = num(n) + "x, up to " + num(chunks) + " chunks in " + num(passes) +
-                       " passes (" + wall(longest) + " wall)";
-    if (open > 0) text += ", " + num(open) + " never finished";
+    std::string text = num(n) + "x; the largest, " + num(largest->chunks) + " chunks, took " +
+                       num(largest->passes) + " passes (" + wall(largest->wallSeconds) + " wall)";
+    if (open > 0) text += "; " + num(open) + " never finished";
     line(out, std::string("resync: ") + resyncKindText(static_cast<ResyncKind>(kind)), text);
   }
 }
@@ -105,7 +107,11 @@ void audit(std::ostream& out, const Report& r) {
            " mismatches");
   line(out, "repairs",
        num(a.repairs) + " (" + num(a.unexplainedRepairs) + " unexplained), " + num(a.retryResyncs) +
-           " retry resyncs after a silent standby, " + num(a.eventLogs) + " event logs");
+           " retry resyncs after a silent standby");
+  line(out, "event logs",
+       num(a.eventLogs) + " " + r.eventLogName + " (rate-limited to " + num(r.eventLogBurst) +
+           " per " + formatSeconds(r.eventLogInterval) +
+           ": a repair soon after another logs none)");
 }
 
 void corruptions(std::ostream& out, const Report& r) {
@@ -121,6 +127,20 @@ void corruptions(std::ostream& out, const Report& r) {
          "  " + num(s.healedBy[cause]) + " by " + healCauseText(static_cast<HealCause>(cause)));
   }
   line(out, "outstanding", num(s.outstanding));
+}
+
+void freshness(std::ostream& out, const Report& r) {
+  const FreshnessSummary& f = r.freshness;
+  const auto spread = [](const Spread& s, const auto& show) {
+    return "p50 " + show(s.p50) + ", p99 " + show(s.p99) + ", max " + show(s.max);
+  };
+  out << "Freshness of the standby's copy, over " << f.samples << " samples\n";
+  line(out, "stale bytes", spread(f.staleBytes, [](double v) { return formatBytes(v); }));
+  line(out, "stale chunks", spread(f.staleChunks, [](double v) { return fmt("%.0f", v); }));
+  line(out, "oldest write behind",
+       spread(f.oldestPendingAge, [](double v) { return formatSeconds(v); }));
+  line(out, "unaccounted chunks",
+       num(f.unaccountedChunks) + " (stale chunks the copier did not know as pending)");
 }
 
 void switchover(std::ostream& out, const Report& r) {
@@ -154,6 +174,7 @@ void writeTextReport(std::ostream& out, const Report& r) {
   copier(out, r);
   audit(out, r);
   corruptions(out, r);
+  freshness(out, r);
   switchover(out, r);
   checks(out, r);
 }

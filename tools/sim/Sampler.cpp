@@ -6,8 +6,9 @@
 namespace MorvikSim {
 
 // Not const: taking a period's peak starts the next period.
-Sampler::Sampler(Monitor& monitor, const CorruptionTracker& tracker, double interval)
-    : monitor_(monitor), tracker_(tracker), interval_(interval) {}
+Sampler::Sampler(Monitor& monitor, const CorruptionTracker& tracker,
+                 std::function<Freshness()> measure, double interval)
+    : monitor_(monitor), tracker_(tracker), measure_(std::move(measure)), interval_(interval) {}
 
 Sampler::~Sampler() {
   stop();
@@ -45,6 +46,7 @@ void Sampler::sampleNow() {
   s.auditRepairs = audit.repairs;
   s.auditMismatches = audit.mismatches;
   s.outstandingCorruptions = tracker_.outstanding();
+  s.freshness = measure_();
   samples_.push_back(s);
 }
 

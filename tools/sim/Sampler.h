@@ -1,8 +1,10 @@
 #ifndef MORVIK_SIM_SAMPLER_H
 #define MORVIK_SIM_SAMPLER_H
 
+#include <functional>
 #include <vector>
 
+#include "Freshness.h"
 #include "Kel/Ptr.h"
 #include "Kel/Types.h"
 #include "Timer.h"
@@ -26,12 +28,14 @@ struct Sample {
   U64 auditRepairs = 0;
   U64 auditMismatches = 0;
   U64 outstandingCorruptions = 0;
+  Freshness freshness;
 };
 
 // Takes a sample every interval of chassis time, from the activity loop.
 class Sampler {
  public:
-  Sampler(Monitor& monitor, const CorruptionTracker& tracker, double interval);
+  Sampler(Monitor& monitor, const CorruptionTracker& tracker, std::function<Freshness()> measure,
+          double interval);
   ~Sampler();
   Sampler(const Sampler&) = delete;
   Sampler& operator=(const Sampler&) = delete;
@@ -48,6 +52,7 @@ class Sampler {
 
   Monitor& monitor_;
   const CorruptionTracker& tracker_;
+  std::function<Freshness()> measure_;
   double interval_;
   double next_ = 0.0;
   U64 lastMirrored_ = 0;

@@ -4,13 +4,6 @@
 
 namespace MorvikSim {
 
-bool ShmRegion::exists() const {
-  const uintptr_t probe = ostra_map(name_.c_str(), 0, 0, 1);
-  if (probe == 0) return false;
-  ostra_unmap(name_.c_str(), probe, 1);
-  return true;
-}
-
 U64 ShmRegion::allocate(U32 length, const char* owner) {
   const U64 paddr = ostra_alloc_func(name_.c_str(), length, owner);
   if (paddr != 0) owned_ = true;

@@ -18,8 +18,6 @@ class ShmRegion {
   ShmRegion& operator=(const ShmRegion&) = delete;
 
   const std::string& name() const { return name_; }
-  // Whether the region exists on the machine now (someone else's, or ours).
-  bool exists() const;
 
   // Creates the region (zero-filled) and owns it; returns its physical address, 0 on failure.
   U64 allocate(U32 length, const char* owner);

@@ -63,6 +63,14 @@ struct SimOptions {
   bool usesDefaultFaults() const {
     return faultSet == FaultSet::defaults || (faultSet == FaultSet::automatic && faults.empty());
   }
+  // The chunk sizes given, then those of chunk faults.
+  std::vector<U32> chunkSizesUsed() const {
+    std::vector<U32> sizes = chunkSizes;
+    for (const Fault& f : faults) {
+      if (f.kind == Fault::Kind::chunk && f.chunkSize != 0) sizes.push_back(f.chunkSize);
+    }
+    return sizes;
+  }
 };
 
 }  // namespace MorvikSim

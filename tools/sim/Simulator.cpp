@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cstdlib>
@@ -15,10 +16,13 @@
 #include "DefaultSchedule.h"
 #include "EventLogCounter.h"
 #include "FaultPlayer.h"
+#include "Freshness.h"
 #include "Kel/ActivityManager.h"
 #include "Kel/System.h"
+#include "Limits.h"
 #include "MemoryWatcher.h"
 #include "Monitor.h"
+#include "MorvikLib/Library.h"
 #include "Progress.h"
 #include "Sampler.h"
 #include "Signals.h"
@@ -27,8 +31,6 @@
 namespace MorvikSim {
 
 namespace {
-
-constexpr double kSamplesPerRun = 720.0;
 
 std::string chooseVmid(const SimOptions& options) {
   if (!options.vmid.empty()) return options.vmid;
@@ -42,6 +44,11 @@ std::vector<std::string> featureNames(const Layout& layout) {
   std::vector<std::string> names;
   for (std::size_t i = 0; i < layout.features(); ++i) names.push_back(layout.name(i));
   return names;
+}
+
+U32 smallestChunk(const SimOptions& options) {
+  const std::vector<U32> sizes = options.chunkSizesUsed();
+  return *std::min_element(sizes.begin(), sizes.end());
 }
 
 std::vector<std::size_t> everyFeature(std::size_t n) {
@@ -61,7 +68,8 @@ class Session {
         chassis_(vmid, layout, options.chunkSizes.front()),
         tracker_([this](std::size_t f) { return chassis_.localBytes(f); },
                  [this](std::size_t f) { return chassis_.remoteBytes(f); }),
-        monitor_(featureNames(layout), tracker_),
+        freshness_(layout, smallestChunk(options)),
+        monitor_(featureNames(layout), tracker_, freshness_),
         logs_(monitor_),
         progress_(!options.quiet, options.switchoverTime()) {
     Signals::regionsOwnedIs(true);
@@ -84,6 +92,7 @@ class Session {
   double t0_;
   Chassis chassis_;
   CorruptionTracker tracker_;
+  FreshnessTracker freshness_;
   Monitor monitor_;
   EventLogCounter logs_;
   Progress progress_;
@@ -120,7 +129,7 @@ void Session::start(const std::vector<Fault>& schedule) {
   housekeeping();
 
   const double end = t0_ + options_.switchoverTime();
-  workload_.emplace(chassis_, monitor_, tracker_, options_);
+  workload_.emplace(chassis_, monitor_, options_);
   workload_->start(t0_, end, [this] { switchover(); });
   if (options_.rate <= 0.0) {
     switchoverTimer_ = Timer::create([this] { switchover(); });
@@ -130,8 +139,10 @@ void Session::start(const std::vector<Fault>& schedule) {
   faults_->start(t0_);
   const double interval = options_.sampleInterval > 0.0
                               ? options_.sampleInterval
-                              : options_.switchoverTime() / kSamplesPerRun;
-  sampler_.emplace(monitor_, tracker_, interval);
+                              : options_.switchoverTime() / limits::kMinSamples;
+  sampler_.emplace(
+      monitor_, tracker_, [this] { return freshness_.measure(chassis_, tracker_, monitor_.now()); },
+      interval);
   sampler_->start(t0_);
 }
 
@@ -195,6 +206,10 @@ void Session::fill(Report& r) const {
   r.drains = monitor_.drains();
   r.resyncs = monitor_.resyncs();
   r.audit = monitor_.audit();
+  const Kel::LogHandle& log = MorvikLib::checksumErrorLog();
+  r.eventLogName = log.name().stdString();
+  r.eventLogBurst = log.burst();
+  r.eventLogInterval = log.interval();
   r.corruptions = tracker_.summary();
   r.corruptionList = tracker_.corruptions();
   r.switchoverAt = switchoverAt_;
@@ -202,6 +217,7 @@ void Session::fill(Report& r) const {
   r.atRest = atRest_;
   r.events = monitor_.events();
   r.samples = sampler_->samples();
+  r.freshness = summarizeFreshness(r.samples);
 }
 
 }  // namespace

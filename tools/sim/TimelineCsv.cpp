@@ -23,7 +23,8 @@ std::string seconds(double t) {
 
 void writeTimelineCsv(std::ostream& out, const Report& r) {
   out << "time_s,pending_chunks,pending_peak_chunks,bytes_mirrored,mirrored_bytes_per_s,"
-         "operations,audit_cycles,audit_repairs,audit_mismatches,corruptions_outstanding,events\n";
+         "operations,audit_cycles,audit_repairs,audit_mismatches,corruptions_outstanding,events,"
+         "stale_bytes,stale_chunks,oldest_pending_age_s,unaccounted_chunks\n";
   std::size_t event = 0;
   double previous = 0.0;
   for (const Sample& s : r.samples) {
@@ -37,7 +38,8 @@ void writeTimelineCsv(std::ostream& out, const Report& r) {
     out << seconds(s.t) << ',' << s.pendingNow << ',' << s.pendingPeak << ',' << s.bytesMirrored
         << ',' << static_cast<U64>(rate) << ',' << s.operations << ',' << s.auditCycles << ','
         << s.auditRepairs << ',' << s.auditMismatches << ',' << s.outstandingCorruptions << ','
-        << quoted(events) << '\n';
+        << quoted(events) << ',' << s.freshness.staleBytes << ',' << s.freshness.staleChunks << ','
+        << seconds(s.freshness.oldestPendingAge) << ',' << s.freshness.unaccountedChunks << '\n';
   }
 }
 

@@ -10,16 +10,25 @@ namespace MorvikSim {
 
 // Reading and writing the quantities a user types and reads: byte counts with binary suffixes
 // ("64K", "1M", "4096") and chassis durations ("90s", "15m", "1.5h", "3600").
-// The parsers throw UsageError with a one-line message that names the offending text.
+//
+// Every number is read as decimal: no 0x, no octal for a leading 0, no inf or nan. A value outside
+// [min, max] or not a number at all throws UsageError with one line, "<label> '<text>': want
+// <what is accepted>", where label names the option (and the part of its value) being read.
 
-// Bytes: a decimal or 0x-prefixed count, with an optional K, M or G suffix (powers of 1024).
-U64 parseBytes(std::string_view text);
-// Seconds: a number with an optional unit ms, s, m or h; no unit means seconds.
-double parseSeconds(std::string_view text);
-// A non-negative decimal number (rates, weights).
-double parseNumber(std::string_view text);
-// A decimal unsigned integer.
-U64 parseCount(std::string_view text);
+// Seconds: a decimal number with an optional unit ms, s, m or h; no unit means seconds.
+double readSeconds(std::string_view label, std::string_view text, double min, double max);
+// Bytes: a whole decimal number with an optional suffix K, M or G (powers of 1024; KB and KiB
+// also).
+U64 readBytes(std::string_view label, std::string_view text, U64 min, U64 max);
+// A decimal number, fractions and exponents allowed (rates, weights, shares).
+double readNumber(std::string_view label, std::string_view text, double min, double max);
+// A whole decimal number.
+U64 readCount(std::string_view label, std::string_view text, U64 min, U64 max);
+
+// Throws the UsageError described above.
+[[noreturn]] void refuse(std::string_view label, std::string_view text, const std::string& want);
+// The text as a one-line message shows it: bytes outside printable ASCII escaped, long texts cut.
+std::string shown(std::string_view text, std::size_t most = 60);
 
 // "1.81 MiB", "64 KiB", "512 B".
 std::string formatBytes(double bytes);

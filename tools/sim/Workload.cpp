@@ -4,8 +4,6 @@
 #include <cstring>
 
 #include "Chassis.h"
-#include "CopyMath.h"
-#include "CorruptionTracker.h"
 #include "Kel/System.h"
 #include "Layout.h"
 #include "Monitor.h"
@@ -22,11 +20,9 @@ constexpr U32 kMinBlock = 16;
 
 }  // namespace
 
-Workload::Workload(Chassis& chassis, Monitor& monitor, CorruptionTracker& tracker,
-                   const SimOptions& options)
+Workload::Workload(Chassis& chassis, Monitor& monitor, const SimOptions& options)
     : chassis_(chassis),
       monitor_(monitor),
-      tracker_(tracker),
       rng_(options.seed ^ kStream),
       meanGap_(options.rate > 0.0 ? 1.0 / options.rate : 0.0),
       mix_(options.mix),
@@ -170,10 +166,8 @@ void Workload::move(std::size_t feature) {
 
 void Workload::done(OpKind kind, std::size_t feature, U32 offset, U32 size) {
   const auto& memory = chassis_.memory(feature);
-  monitor_.operation(kind, size);
-  monitor_.directCopied(directCopyBytes(offset, size, memory->remoteCopyChunkSize(),
-                                        memory->remoteMemory().vaddr() != 0));
-  tracker_.covered(feature, offset, size, monitor_.now());
+  monitor_.operation(kind, feature, offset, size, memory->remoteCopyChunkSize(),
+                     memory->remoteMemory().vaddr() != 0);
 }
 
 }  // namespace MorvikSim

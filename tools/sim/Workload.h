@@ -15,7 +15,6 @@
 namespace MorvikSim {
 
 class Chassis;
-class CorruptionTracker;
 class Monitor;
 
 // The features at work: a Poisson stream of operations at the chosen rate, each on one feature
@@ -25,8 +24,7 @@ class Monitor;
 // is fixed by the seed.
 class Workload {
  public:
-  Workload(Chassis& chassis, Monitor& monitor, CorruptionTracker& tracker,
-           const SimOptions& options);
+  Workload(Chassis& chassis, Monitor& monitor, const SimOptions& options);
   ~Workload();
   Workload(const Workload&) = delete;
   Workload& operator=(const Workload&) = delete;
@@ -51,7 +49,6 @@ class Workload {
 
   Chassis& chassis_;
   Monitor& monitor_;
-  CorruptionTracker& tracker_;
   Rng rng_;
   double meanGap_;
   MixWeights mix_;
