@@ -43,11 +43,12 @@ py::list argList(const Kel::GenericAttribute::Args& args) {
   return list;
 }
 
-// A registered type by the name a script gave; an empty name is named as such.
-const Kel::GenericType& typeNamed(const std::string& name) {
+// A registered type by the name a script gave to `function`; an empty name is named as such.
+const Kel::GenericType& typeNamed(const std::string& function, const std::string& name) {
   if (name.empty()) {
-    throw Kel::RangeException(
-        "the type name is empty; morvik.typeNames() lists the registered types");
+    throw Kel::RangeException("morvik." + function +
+                              ": the type name is empty; morvik.typeNames() lists the "
+                              "registered types");
   }
   return Kel::GenericIf::type(name);
 }
@@ -78,7 +79,7 @@ py::object construct(const py::args& args, const py::kwargs& kwargs) {
       Kel::GenericIfImpl::unwrapValue("morvik.new: argument 1 (Kel::String typeName)",
                                       "Kel::String", toGeneric(py::handle(args[0])));
   const std::string typeName = name.text().stdString();
-  typeNamed(typeName);
+  typeNamed("new", typeName);
   std::vector<GenericValue> ctorArgs;
   for (std::size_t i = 1; i < args.size(); ++i) ctorArgs.push_back(toGeneric(py::handle(args[i])));
   After after = checkConstruction(typeName, ctorArgs);
@@ -94,7 +95,7 @@ void registerGeneric(py::module_& m) {
   defineFunction(
       m, "fromStrRep", {{"Kel::String", "typeName"}, {"Kel::String", "text"}}, 2,
       [](const ModuleArgs& a, const Given& g) {
-        return fromGeneric(Kel::GenericIf::fromStrRep(typeNamed(text(a, g, 0)).name(),
+        return fromGeneric(Kel::GenericIf::fromStrRep(typeNamed("fromStrRep", text(a, g, 0)).name(),
                                                       Kel::String(text(a, g, 1))));
       },
       "Parses a value from its text form, e.g. MorvikLib::MemoryMapping.");
@@ -105,7 +106,7 @@ void registerGeneric(py::module_& m) {
       },
       "The registered type names.");
   defineFunction(
-      m, "typeName", {{"object", "object"}}, 1,
+      m, "typeName", {{"morvik.Object", "object"}}, 1,
       [](const ModuleArgs& a, const Given& g) {
         return py::cast(objectArgument(a, g, 0).value.typeName());
       },
@@ -114,7 +115,7 @@ void registerGeneric(py::module_& m) {
       m, "attributes", {{"Kel::String", "typeName"}}, 1,
       [](const ModuleArgs& a, const Given& g) {
         py::list list;
-        for (const auto& attr : typeNamed(text(a, g, 0)).attributes()) {
+        for (const auto& attr : typeNamed("attributes", text(a, g, 0)).attributes()) {
           list.append(py::make_tuple(attr.name(), attr.type(), kindName(attr.kind()),
                                      argList(attr.args()), attr.keyType()));
         }
@@ -124,7 +125,7 @@ void registerGeneric(py::module_& m) {
   defineFunction(
       m, "constructorArgs", {{"Kel::String", "typeName"}}, 1,
       [](const ModuleArgs& a, const Given& g) {
-        return py::object(argList(typeNamed(text(a, g, 0)).constructorArgs()));
+        return py::object(argList(typeNamed("constructorArgs", text(a, g, 0)).constructorArgs()));
       },
       "[(argType, argName)] of a type's constructor.");
   defineFunction(

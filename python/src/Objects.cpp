@@ -242,7 +242,7 @@ void registerWatch(py::module_& m) {
           "__enter__", [](Watch& w) -> Watch& { return w; }, py::return_value_policy::reference)
       .def("__exit__", [](Watch& w, py::args) { w.cancel(); });
   defineFunction(
-      m, "watch", {{"object", "object"}, {"callable", "callback"}}, 2,
+      m, "watch", {{"morvik.Object", "object"}, {"callable", "callback"}}, 2,
       [](const ModuleArgs& a, const std::vector<py::object>& g) {
         if (!py::isinstance<Object>(g[0])) {
           throw Kel::TypeException(a.argument(0) + ": expected a framework object, got " +
