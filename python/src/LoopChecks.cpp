@@ -1,5 +1,7 @@
 // A run of the activity loop fires the state machines' clocks: the copier of every memory state
 // machine whose memory has copying to do, and every audit whose tick falls within the run.
+#include <limits>
+
 #include "Checks.h"
 #include "LiveObjects.h"
 #include "MorvikLib/MorvikAuditSmReactors.h"
@@ -9,6 +11,8 @@
 namespace morvikpy {
 
 namespace {
+
+constexpr double kForever = std::numeric_limits<double>::infinity();
 
 template <class Reactor>
 bool firesBy(const Kel::Ptr<Reactor>& reactor, double horizon) {
@@ -32,10 +36,14 @@ void checkLoop(const std::string& call, double horizon, bool untilIdle) {
     const Check tick =
         check.within("audit '" + audit->name().string().stdString() + "', its clock tick");
     // Every tick asks for the next one: such a loop never goes idle.
-    tick.require(!(untilIdle && audit->clockReactor()),
+    tick.require(!(untilIdle && firesBy(audit->clockReactor(), kForever)),
                  "the audit re-arms its clock on every tick, so the loop never goes idle; give "
                  "maxPasses or run until a time");
-    if (firesBy(audit->clockReactor(), horizon)) checkAuditTick(tick, AuditInputs::of(*audit));
+    if (!firesBy(audit->clockReactor(), horizon)) continue;
+    const double first = audit->clockReactor()->timeMin();
+    const double span = (horizon - first) / audit->auditInterval();
+    const U64 ticks = span >= 1e18 ? ~U64{0} : 1 + static_cast<U64>(span);
+    checkAuditTicks(tick, AuditInputs::of(*audit), ticks);
   }
 }
 

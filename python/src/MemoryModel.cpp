@@ -24,7 +24,7 @@ bool inside(const MemorySide& side, U64 address) {
 }
 
 void checkShadowMemory(const Check& check, const MemorySide& side, U64 offset, U64 size) {
-  if (side.predicted || size == 0) return;
+  if (size == 0 || (side.predicted && side.mapped())) return;
   check.require(check.maps().covers(side.shadow.vaddr() + offset, size, Access::write),
                 "bytes " + byteRange(offset, size) + " of " + side.what +
                     " are not writable through its shadow at " + hex(side.shadow.vaddr()) +
@@ -93,7 +93,7 @@ void checkWithin(const Check& check, const MemorySide& side, U64 offset, U64 siz
 }
 
 void checkRead(const Check& check, const MemorySide& side, U64 offset, U64 size) {
-  if (side.predicted || size == 0) return;
+  if (size == 0 || (side.predicted && side.mapped())) return;
   check.require(side.mapped(), std::string(side.what) + " is not mapped");
   check.require(check.maps().covers(side.primary.vaddr() + offset, size, Access::read),
                 "bytes " + byteRange(offset, size) + " of " + side.what + " at " +
@@ -122,12 +122,12 @@ void checkStore(const Check& check, const MemoryView& view, U64 dest, U64 size) 
 }
 
 void checkRemoteCopy(const Check& check, MemoryView& view, U32 offset, U32 size) {
-  check.require(view.local.mapped() || view.local.predicted, "local memory is not mapped",
-                kLocalMapped);
+  check.require(view.local.mapped(), "local memory is not mapped", kLocalMapped);
   // The same cut as remoteCopy: a first piece up to the next chunk boundary, whole chunks, the
   // rest.
   const U32 chunk = view.chunk;
   bool deferred = false;
+  view.addedPending.clear();
   auto piece = [&](U32 at, U32 length) {
     if (view.remote.mapped() && length < chunk) {
       if (length == 0) return;
@@ -153,7 +153,14 @@ void checkRemoteCopy(const Check& check, MemoryView& view, U32 offset, U32 size)
     } while (remaining > chunk);
   }
   piece(at, remaining);
-  if (deferred) checkCopier(check, view);
+  // The chunks this call leaves pending; those pending before are the loop's to check.
+  if (deferred && view.local.mapped() && view.remote.mapped()) {
+    std::vector<U64> added = view.addedPending;
+    std::erase_if(added, [&](U64 chunkOffset) { return chunkOffset >= view.local.size(); });
+    for (U64 chunkOffset : added) {
+      checkChunkCopy(check.within("the background copier"), view, chunkOffset);
+    }
+  }
 }
 
 void checkCopier(const Check& check, const MemoryView& view) {

@@ -212,6 +212,23 @@ void checkAuditTick(const Check& check, const AuditInputs& in) {
   checkAuditMemory(check.within("auditMemory"), in);
 }
 
+void checkAuditTicks(const Check& check, const AuditInputs& in, U64 ticks) {
+  if (ticks == 0) return;
+  checkAuditTick(check, in);
+  // Each tick without an answer counts one retry; a new cycle (request answered) starts the count
+  // again and is itself unanswered on the next tick. A maximum of 0 never forces a resync.
+  if (in.retryMax == 0 || in.retry >= in.retryMax || !in.request || !in.auditStatus) return;
+  const bool answered = in.auditStatus->resultId() == in.request->requestId();
+  const U64 ticksToResync = (in.retryMax - in.retry) + (answered ? 1 : 0);
+  if (ticks < ticksToResync || !in.memory || !in.memory->localMemoryReady() ||
+      !in.memory->remoteMemoryReady() || !in.enabled) {
+    return;
+  }
+  MemoryView view = MemoryView::of(*in.memory);
+  checkSync(check.within("its resync after " + std::to_string(in.retryMax) + " unanswered ticks"),
+            view);
+}
+
 void checkAuditMemory(const Check& check, const AuditInputs& in) {
   requireInput(check, static_cast<bool>(in.memory), "its memory");
   if (!in.memory->localMemoryReady()) return;

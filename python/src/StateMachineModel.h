@@ -68,6 +68,9 @@ struct AuditInputs {
 };
 
 void checkAuditTick(const Check& check, const AuditInputs& in);
+// `ticks` ticks in a row, with no answer from the standby in between: the retries run out and the
+// audit resynchronises once the request goes unanswered long enough.
+void checkAuditTicks(const Check& check, const AuditInputs& in, U64 ticks);
 void checkAuditMemory(const Check& check, const AuditInputs& in);
 void checkChecksum(const Check& check, const AuditInputs& in);
 void checkAuditResync(const Check& check, const AuditInputs& in);

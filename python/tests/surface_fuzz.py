@@ -33,7 +33,8 @@ LOOPS = ["runPass", "runUntilRest", "runNextPass", "runUntil", "runUntilIdle"]
 
 
 # Every operation is (kind, a, b, picks, n); each kind reads what it needs.
-KINDS = ["call"] * 8 + ["set"] * 3 + ["member", "del", "new", "new", "loop", "loop", "env", "drop"]
+KINDS = ["call"] * 8 + ["set"] * 3 + ["member", "del", "new", "new", "loop", "loop", "env", "drop",
+         "nosim"]
 
 
 def operations():
@@ -144,6 +145,17 @@ class Batch:
     def op_call(self, target, index, picks, exact):
         return self.use(target, index, picks, exact, ("function",))
 
+    def op_nosim(self, target, index, picks, exact):
+        """A memory entity's function outside simulation (nothing that could map /dev/mem)."""
+        memories = self.memories()
+        if not memories:
+            return
+        vmid = os.environ.pop("SIMULATION_VMID")
+        try:
+            self.use(target, index, picks, exact, ("function",), only=memories)
+        finally:
+            os.environ["SIMULATION_VMID"] = vmid
+
     def op_set(self, target, index, picks, exact):
         return self.use(target, index, picks, exact, ("settable",))
 
@@ -156,9 +168,9 @@ class Batch:
         if attr:
             del getattr(obj, attr[0])[self.value(attr[4], "key", picks[:1] or [0], {})]
 
-    def use(self, target, index, picks, exact, kinds):
+    def use(self, target, index, picks, exact, kinds, only=None):
         # Among the objects that have such attributes, the library's own drawn most often.
-        objects = [o for o in self.pool if o is not None and self.attribute(o, 0, kinds)]
+        objects = [o for o in only or self.pool if o is not None and self.attribute(o, 0, kinds)]
         objects += [o for o in objects if self.morvik.typeName(o).startswith("MorvikLib::")] * 2
         if not objects:
             return

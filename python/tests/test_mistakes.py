@@ -151,3 +151,14 @@ def test_unchecked_reaches_the_library_assertion(tmp_path):
                            timeout=60)
     assert child.returncode != 0
     assert "localMemory().size() >= ( byteOffset + size )" in child.stderr
+
+
+def test_an_entity_left_on_another_machine_is_kept_not_torn_down(mapped, capfd):
+    vmid = os.environ["SIMULATION_VMID"]
+    os.environ["SIMULATION_VMID"] = vmid + "-other"
+    try:
+        del mapped.sm, mapped.mem
+    finally:
+        os.environ["SIMULATION_VMID"] = vmid
+    assert "kept alive instead of torn down" in capfd.readouterr().err
+    mapped.sm = mapped.mem = None
