@@ -203,15 +203,23 @@ void registerKeyed(py::module_& m) {
       .def("__len__", [](const Keyed& k) { return GenericIf::members(k.self, k.name).size(); })
       .def("keys", &Keyed::keys)
       .def("values", &Keyed::values)
-      .def("items", &Keyed::items, py::arg("start") = py::none(),
-           "(key, value) pairs, from the first member or from the member with key `start`.")
+      .def(
+          "items",
+          [](const Keyed& k, const py::args& args, const py::kwargs& kwargs) {
+            static const ModuleArgs parse("Keyed.items", {{"key", "start"}}, 0);
+            return k.items(parse(args, kwargs)[0]);
+          },
+          "items(start=None): (key, value) pairs, from the first member or from the member with "
+          "key `start`.")
       .def(
           "get",
-          [](const Keyed& k, py::handle key, py::object otherwise) {
-            GenericValue member = GenericIf::member(k.self, k.name, toGeneric(key));
-            return member.isNull() ? otherwise : fromGeneric(member);
+          [](const Keyed& k, const py::args& args, const py::kwargs& kwargs) {
+            static const ModuleArgs parse("Keyed.get", {{"key", "key"}, {"object", "default"}}, 1);
+            const std::vector<py::object> given = parse(args, kwargs);
+            GenericValue member = GenericIf::member(k.self, k.name, toGeneric(given[0]));
+            return member.isNull() ? given[1] : fromGeneric(member);
           },
-          py::arg("key"), py::arg("default") = py::none())
+          "get(key, default=None): the member with that key, or `default`.")
       .def("__repr__", [](const Keyed& k) { return "<keyed attribute " + k.name + ">"; });
 }
 
