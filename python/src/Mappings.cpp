@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <vector>
 
+#include "Assertions.h"
 #include "SimRegions.h"
 
 namespace morvikpy {
@@ -81,7 +82,7 @@ void checkUnset(const Check& check, const MemorySide& side, const char* shadowAs
     check.require(check.maps().pathAt(m->vaddr()) == dmaRegionPath(regionName),
                   std::string(side.what) + " at " + hex(m->vaddr()) + " is not a mapping of " +
                       regionName + " on the simulated machine SIMULATION_VMID names now",
-                  "err == 0");
+                  assertion::kUnmapped);
   }
 }
 

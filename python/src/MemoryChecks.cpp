@@ -1,4 +1,5 @@
 // The checks of MorvikLib::MorvikMemory's functions and attributes.
+#include "Assertions.h"
 #include "Checks.h"
 #include "LiveObjects.h"
 #include "Mappings.h"
@@ -13,13 +14,6 @@ using Access = ProcessMaps::Access;
 using Kel::GenericValue;
 using MorvikLib::MemoryMapping;
 using MorvikLib::MorvikMemory;
-
-constexpr const char* kLocalBound = "localMemory().size() >= ( byteOffset + size )";
-constexpr const char* kRemoteBound = "remoteMemory().size() >= ( byteOffset + size )";
-constexpr const char* kLocalMapped = "localMemory().vaddr()";
-constexpr const char* kLocalShadow = "localMemoryWritableShadow().vaddr()";
-constexpr const char* kRemoteShadow = "remoteMemoryWritableShadow().vaddr()";
-constexpr const char* kRemoteChunk = "size <= remoteCopyChunkSize()";
 
 MorvikMemory& memoryOf(const GenericValue& self) {
   return *self.as<Kel::Ptr<MorvikMemory>>();
@@ -50,12 +44,12 @@ void checkFilledBuffer(const Check& check, const MemoryView& view, U64 address, 
 }
 
 void requireLocalMapped(const Check& check, const MemoryView& view) {
-  check.require(view.local.mapped(), "local memory is not mapped", kLocalMapped);
+  check.require(view.local.mapped(), "local memory is not mapped", assertion::kLocalMapped);
 }
 
 void requireSimulation(const Check& check) {
   check.require(inSimulation(), "a test path, for simulation only: SIMULATION_VMID is not set",
-                "inSimulationEnv()");
+                assertion::kSimulation);
 }
 
 // A store at `offset` of one side through getShadow. A range that starts inside the region and
@@ -69,13 +63,11 @@ void checkSideStore(const Check& check, const MemoryView& view, const MemorySide
 
 void checkLocalStore(const Check& check, const MemoryView& view, U32 offset, U32 size) {
   requireLocalMapped(check, view);
-  checkSideStore(check, view, view.local, offset, size,
-                 "dest + size <= localMemory().vaddr() + localMemory().size()");
+  checkSideStore(check, view, view.local, offset, size, assertion::kLocalEnd);
 }
 
 void checkRemoteStore(const Check& check, const MemoryView& view, U32 offset, U32 size) {
-  checkSideStore(check, view, view.remote, offset, size,
-                 "dest + size <= remoteMemory().vaddr() + remoteMemory().size()");
+  checkSideStore(check, view, view.remote, offset, size, assertion::kRemoteEnd);
 }
 
 // A store of `size` bytes at `offset` of local memory, then its mirroring.
@@ -89,8 +81,8 @@ After doRead(const Check& check, const GenericValue& self, const Args& a) {
   const U32 offset = a[0].as<U32>(), size = a[2].as<U32>();
   requireLocalMapped(check, view);
   check.require(view.local.size() != 0, "local memory is mapped with a size of 0",
-                "localMemory().size()");
-  checkWithin(check, view.local, offset, size, kLocalBound);
+                assertion::kLocalSize);
+  checkWithin(check, view.local, offset, size, assertion::kLocalBound);
   checkFilledBuffer(check, view, bufferAddress(a[1]), size);
   checkRead(check, view.local, offset, size);
   return {};
@@ -99,7 +91,7 @@ After doRead(const Check& check, const GenericValue& self, const Args& a) {
 After doWrite(const Check& check, const GenericValue& self, const Args& a) {
   MemoryView view = MemoryView::of(memoryOf(self));
   const U32 offset = a[0].as<U32>(), size = a[2].as<U32>();
-  checkWithin(check, view.local, offset, size, kLocalBound);
+  checkWithin(check, view.local, offset, size, assertion::kLocalBound);
   checkBuffer(check, bufferAddress(a[1]), size, Access::read);
   checkLocalChange(check, view, offset, size);
   return {};
@@ -183,10 +175,10 @@ After getShadow(const Check& check, const GenericValue& self, const Args& a) {
                       dest - view.remote.primary.vaddr() < view.remote.size();
   const MemorySide& side = remote ? view.remote : view.local;
   checkWithin(check, side, dest - side.primary.vaddr(), size,
-              remote ? "dest + size <= remoteMemory().vaddr() + remoteMemory().size()"
-                     : "dest + size <= localMemory().vaddr() + localMemory().size()");
+              remote ? assertion::kRemoteEnd : assertion::kLocalEnd);
   if (remote) {
-    check.require(size <= view.chunk, "a remote range longer than a chunk", kRemoteChunk);
+    check.require(size <= view.chunk, "a remote range longer than a chunk",
+                  assertion::kRemoteChunk);
   }
   return {};
 }
@@ -213,7 +205,7 @@ After doReadRemoteTest(const Check& check, const GenericValue& self, const Args&
   requireSimulation(check);
   const MemoryView view = MemoryView::of(memoryOf(self));
   const U32 offset = a[0].as<U32>(), size = a[2].as<U32>();
-  checkWithin(check, view.remote, offset, size, kRemoteBound);
+  checkWithin(check, view.remote, offset, size, assertion::kRemoteBound);
   checkFilledBuffer(check, view, bufferAddress(a[1]), size);
   checkRead(check, view.remote, offset, size);
   return {};
@@ -223,7 +215,7 @@ After doWriteRemoteTest(const Check& check, const GenericValue& self, const Args
   requireSimulation(check);
   const MemoryView view = MemoryView::of(memoryOf(self));
   const U32 offset = a[0].as<U32>(), size = a[2].as<U32>();
-  checkWithin(check, view.remote, offset, size, kRemoteBound);
+  checkWithin(check, view.remote, offset, size, assertion::kRemoteBound);
   checkBuffer(check, bufferAddress(a[1]), size, Access::read);
   checkRemoteStore(check, view, offset, size);
   return {};
@@ -234,7 +226,7 @@ After doWriteLocalTest(const Check& check, const GenericValue& self, const Args&
   const MemoryView view = MemoryView::of(memoryOf(self));
   const U32 offset = a[0].as<U32>(), size = a[2].as<U32>();
   // The remote region's bound, deliberately, although the store goes to local memory.
-  checkWithin(check, view.remote, offset, size, kRemoteBound);
+  checkWithin(check, view.remote, offset, size, assertion::kRemoteBound);
   checkBuffer(check, bufferAddress(a[1]), size, Access::read);
   checkLocalStore(check, view, offset, size);
   return {};
@@ -248,8 +240,9 @@ struct SideSlots {
   MemorySide MemoryView::*side;
 };
 
-const SideSlots kLocal{Slot::localPrimary, Slot::localShadow, kLocalShadow, &MemoryView::local};
-const SideSlots kRemote{Slot::remotePrimary, Slot::remoteShadow, kRemoteShadow,
+const SideSlots kLocal{Slot::localPrimary, Slot::localShadow, assertion::kLocalShadow,
+                       &MemoryView::local};
+const SideSlots kRemote{Slot::remotePrimary, Slot::remoteShadow, assertion::kRemoteShadow,
                         &MemoryView::remote};
 
 // A side's new pair of mappings, set by setLocal/setRemote or one attribute at a time.
@@ -305,8 +298,8 @@ TypeChecks::Call unset(const SideSlots& slots, const char* region) {
 
 After handleDeletion(const Check& check, const GenericValue& self, const Args&) {
   const MemoryView view = MemoryView::of(memoryOf(self));
-  checkUnset(check, view.remote, kRemoteShadow, "MorvikRemote");
-  checkUnset(check, view.local, kLocalShadow, "MorvikLocal");
+  checkUnset(check, view.remote, assertion::kRemoteShadow, "MorvikRemote");
+  checkUnset(check, view.local, assertion::kLocalShadow, "MorvikLocal");
   return {};
 }
 

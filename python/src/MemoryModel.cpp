@@ -3,17 +3,14 @@
 #include <algorithm>
 #include <cstdlib>
 
+#include "Assertions.h"
+
 namespace morvikpy {
 
 namespace {
 
 using Access = ProcessMaps::Access;
 using Wide = unsigned __int128;
-
-constexpr const char* kLocalMapped = "localMemory().vaddr()";
-constexpr const char* kRemoteEnd = "dest + size <= remoteMemory().vaddr() + remoteMemory().size()";
-constexpr const char* kRemoteChunk = "size <= remoteCopyChunkSize()";
-constexpr const char* kLocalEnd = "dest + size <= localMemory().vaddr() + localMemory().size()";
 
 Wide end(U64 start, U64 size) {
   return static_cast<Wide>(start) + size;
@@ -40,7 +37,7 @@ void checkChunkCopy(const Check& check, const MemoryView& view, U64 offset) {
   check.require(end(offset, view.chunk) <= view.remote.size(),
                 chunk + " is pending but runs past the end of remote memory (" +
                     std::to_string(view.remote.size()) + " bytes)",
-                kRemoteEnd);
+                assertion::kRemoteEnd);
   checkRead(check, view.local, offset, view.chunk);
   checkShadowMemory(check, view.remote, offset, view.chunk);
 }
@@ -106,12 +103,12 @@ void checkStore(const Check& check, const MemoryView& view, U64 dest, U64 size) 
     if (!inside(*side, dest)) continue;
     const U64 offset = dest - side->primary.vaddr();
     const bool remote = side == &view.remote;
-    checkWithin(check, *side, offset, size, remote ? kRemoteEnd : kLocalEnd);
+    checkWithin(check, *side, offset, size, remote ? assertion::kRemoteEnd : assertion::kLocalEnd);
     if (remote) {
       check.require(size <= view.chunk,
                     "a store of " + std::to_string(size) + " bytes into remote memory is longer " +
                         "than a chunk (" + std::to_string(view.chunk) + " bytes)",
-                    kRemoteChunk);
+                    assertion::kRemoteChunk);
     }
     return checkShadowMemory(check, *side, offset, size);
   }
@@ -122,7 +119,7 @@ void checkStore(const Check& check, const MemoryView& view, U64 dest, U64 size) 
 }
 
 void checkRemoteCopy(const Check& check, MemoryView& view, U32 offset, U32 size) {
-  check.require(view.local.mapped(), "local memory is not mapped", kLocalMapped);
+  check.require(view.local.mapped(), "local memory is not mapped", assertion::kLocalMapped);
   // The same cut as remoteCopy: a first piece up to the next chunk boundary, whole chunks, the
   // rest.
   const U32 chunk = view.chunk;
@@ -135,7 +132,7 @@ void checkRemoteCopy(const Check& check, MemoryView& view, U32 offset, U32 size)
       check.require(at < view.remote.size(), "bytes " + byteRange(at, length) +
                                                  " would be copied outside remote memory (" +
                                                  std::to_string(view.remote.size()) + " bytes)");
-      checkWithin(check, view.remote, at, length, kRemoteEnd);
+      checkWithin(check, view.remote, at, length, assertion::kRemoteEnd);
       return checkShadowMemory(check, view.remote, at, length);
     }
     view.addedPending.push_back(at & ~(chunk - 1));

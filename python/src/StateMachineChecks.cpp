@@ -5,6 +5,7 @@
 
 #include <cmath>
 
+#include "Assertions.h"
 #include "Checks.h"
 #include "Kel/System.h"
 #include "MemoryModel.h"
@@ -79,23 +80,23 @@ After setWriteAccess(const Check& check, const GenericValue& self, const Args& a
   check.require(dest % page == 0,
                 "address " + hex(dest) + " is not page-aligned (" + std::to_string(page) +
                     " bytes); mprotect would refuse",
-                "rval == 0");
+                assertion::kProtected);
   // getShadow's choice: the remote region first, by the start address alone.
   for (const MemorySide* side : {&view.remote, &view.local}) {
     const U64 start = side->primary.vaddr();
     if (!side->mapped() || dest < start || dest - start >= side->size()) continue;
     const bool remote = side == &view.remote;
     checkWithin(check, *side, dest - start, size,
-                remote ? "dest + size <= remoteMemory().vaddr() + remoteMemory().size()"
-                       : "dest + size <= localMemory().vaddr() + localMemory().size()");
+                remote ? assertion::kRemoteEnd : assertion::kLocalEnd);
     if (remote) {
       check.require(size <= view.chunk, "a remote range longer than a chunk",
-                    "size <= remoteCopyChunkSize()");
+                    assertion::kRemoteChunk);
     }
     const U64 shadow = dest - start + side->shadow.vaddr();
     check.require(
         shadow % page == 0 && check.maps().covers(shadow, size, ProcessMaps::Access::none),
-        "the shadow of that range, at " + hex(shadow) + ", is not mapped whole pages", "rval == 0");
+        "the shadow of that range, at " + hex(shadow) + ", is not mapped whole pages",
+        assertion::kProtected);
     return {};
   }
   check.fail("range " + byteRange(dest, size) + " does not start inside local or remote memory");
@@ -123,14 +124,14 @@ After setAudit(const Check& check, const GenericValue& self, const GenericValue&
                 "the audit and the audit request must be given together or not at all (the "
                 "audit request is " +
                     std::string(in.auditRequest ? "set" : "None") + ")",
-                "!morvikAudit() == !morvikAuditRequest()");
+                assertion::kAuditPair);
   return {};
 }
 
 After setAuditSm(const Check& check, const GenericValue& self, const GenericValue& value) {
   check.require(value.isNull() || MemorySmInputs::of(smOf(self)).audit,
                 "an audit state machine needs the audit record (morvikAudit is None)",
-                "!morvikAuditSm()");
+                assertion::kNoAuditSm);
   return {};
 }
 

@@ -1,5 +1,6 @@
 #include "StateMachineModel.h"
 
+#include "Assertions.h"
 #include "Mappings.h"
 #include "Morvik/ActiveSupeType.h"
 #include "Morvik/Checksum.h"
@@ -62,7 +63,7 @@ void MemorySmInputs::manifestIs(const Kel::Ptr<Morvik::Manifest const>& m) {
 void checkInitialization(const Check& check, const MemorySmInputs& in) {
   check.require(in.audit == in.auditRequest,
                 "the audit and the audit request must be given together or not at all",
-                "!morvikAudit() == !morvikAuditRequest()");
+                assertion::kAuditPair);
   // The role is evaluated before and after the mappings, as handleInitialized does.
   checkSupStateHandler(check, in);
   checkVersionHandler(check, in);
@@ -91,13 +92,13 @@ void checkLocalHandler(const Check& check, const MemorySmInputs& in, MemoryView&
   check.require(static_cast<Wide>(entry->byteOffset()) + entry->size() <= total,
                 feature(in, *entry) + " reaches past the mirrored memory of the manifest (" +
                     std::to_string(total) + " bytes)",
-                "byteOffset + size <= morvikTotal");
+                assertion::kFeatureInTotal);
   bool mapped = true;
   if (inSimulation()) {
     check.require(in.memory->localMemorySimPaddr() == 0,
                   "the memory's localMemorySimPaddr is already set (" +
                       hex(in.memory->localMemorySimPaddr()) + ") while local memory is unmapped",
-                  "morvikMemory()->localMemorySimPaddr() == 0");
+                  assertion::kSimPaddrFree);
     const DmaRegion region = dmaRegion("MorvikLocal");
     check.require(
         total != 0 && (!region.exists || (region.usable && region.length >= total)),
@@ -107,7 +108,7 @@ void checkLocalHandler(const Check& check, const MemorySmInputs& in, MemoryView&
                  ? "an existing one holds only " + std::to_string(region.length) + " bytes"
                  : std::string("an unusable one is in the way")) +
             ")",
-        "localPaddr");
+        assertion::kLocalPaddr);
     mapped = entry->size() != 0;
   } else {
     check.require(static_cast<bool>(in.localRange),
@@ -121,8 +122,7 @@ void checkRemoteHandler(const Check& check, const MemorySmInputs& in, MemoryView
   requireInput(check, static_cast<bool>(in.status), "its status");
   if (in.activeSupe == kStandby) return;
   requireInput(check, static_cast<bool>(in.memory), "its memory");
-  checkUnset(check.within("unsetRemote"), view.remote, "remoteMemoryWritableShadow().vaddr()",
-             "MorvikRemote");
+  checkUnset(check.within("unsetRemote"), view.remote, assertion::kRemoteShadow, "MorvikRemote");
   view.remote.primary = MemoryMapping();
   const bool simulation = inSimulation();
   const bool usable = in.remoteRange && in.remoteRange->addr().value() != 0 &&
@@ -136,7 +136,7 @@ void checkRemoteHandler(const Check& check, const MemorySmInputs& in, MemoryView
     check.require(end <= in.remoteRange->size(),
                   feature(in, *entry) + " reaches past the peer's range in the status (" +
                       std::to_string(in.remoteRange->size()) + " bytes)",
-                  "byteOffset + sizeW <= morvikStatus()->remoteMemory()->size()");
+                  assertion::kFeatureInPeer);
     bool mapped = true;
     if (simulation) {
       const DmaRegion region = dmaRegion("MorvikRemote");
@@ -170,7 +170,7 @@ void checkResetAudit(const Check& check, const MemorySmInputs& in, bool named) {
   requireInput(check, static_cast<bool>(in.status), "its status");
   if (!in.audit) {
     check.require(!in.auditSm, "an audit state machine is set without an audit record",
-                  "!morvikAuditSm()");
+                  assertion::kNoAuditSm);
     return;
   }
   if (in.activeSupe == kNoRole) return;
@@ -181,8 +181,8 @@ void checkResetAudit(const Check& check, const MemorySmInputs& in, bool named) {
 
 void checkMemoryDeletion(const Check& check, const MorvikLib::MorvikMemory& memory) {
   const MemoryView view = MemoryView::of(memory);
-  checkUnset(check, view.remote, "remoteMemoryWritableShadow().vaddr()", "MorvikRemote");
-  checkUnset(check, view.local, "localMemoryWritableShadow().vaddr()", "MorvikLocal");
+  checkUnset(check, view.remote, assertion::kRemoteShadow, "MorvikRemote");
+  checkUnset(check, view.local, assertion::kLocalShadow, "MorvikLocal");
 }
 
 AuditInputs AuditInputs::of(const MorvikLib::MorvikAuditSm& sm) {
@@ -208,7 +208,7 @@ void AuditInputs::statusIs(const Kel::Ptr<Morvik::Status const>& s) {
 void checkAuditTick(const Check& check, const AuditInputs& in) {
   check.require(in.status && in.activeSupe != kNoRole,
                 in.status ? "the status's activeSupe is 0" : "the audit has no status",
-                "morvikStatus()->activeSupe()");
+                assertion::kRole);
   checkAuditMemory(check.within("auditMemory"), in);
 }
 
@@ -237,7 +237,8 @@ void checkAuditMemory(const Check& check, const AuditInputs& in) {
     return;
   }
   if (!in.enabled || in.memory->remoteCopyPending()) return;
-  check.require(static_cast<bool>(in.request), "the audit has no audit request", "auditRequest()");
+  check.require(static_cast<bool>(in.request), "the audit has no audit request",
+                assertion::kAuditRequest);
   requireInput(check, static_cast<bool>(in.auditStatus), "its audit status");
   if (in.auditStatus->resultId() != in.request->requestId() && in.retry + 1 == in.retryMax) {
     MemoryView view = MemoryView::of(*in.memory);
@@ -259,7 +260,7 @@ void checkChecksum(const Check& check, const AuditInputs& in) {
 }
 
 void checkAuditResync(const Check& check, const AuditInputs& in) {
-  check.require(static_cast<bool>(in.memory), "the audit has no memory", "morvikMemory()");
+  check.require(static_cast<bool>(in.memory), "the audit has no memory", assertion::kAuditMemory);
   requireInput(check, static_cast<bool>(in.request), "its audit request");
   requireInput(check, static_cast<bool>(in.auditStatus), "its audit status");
   if (in.memory->ignoreChecksum() || in.auditStatus->checksumResult() == 0) return;

@@ -7,7 +7,7 @@ edges, region addresses, None, wrong types). A buffer address is 0 or that of a 
 least `size` long. Each batch runs in a child interpreter on a simulated machine of its own; the
 property holds when the child ends normally, every refusal having been a morvik.Error.
 
-    surface_fuzz.py [--seed N|random] [--examples K]    run K batches
+    surface_fuzz.py [--seed N|random] [--examples K] [--steps S]    run K batches of up to S
     surface_fuzz.py --unchecked ...                       the same without the checks: it must
                                                           fail at once, or it tests nothing
     surface_fuzz.py --batch [--unchecked]                 one batch, operations as JSON on stdin
@@ -37,12 +37,12 @@ KINDS = ["call"] * 8 + ["set"] * 3 + ["member", "del", "new", "new", "loop", "lo
          "nosim"]
 
 
-def operations():
+def operations(steps=STEPS):
     from hypothesis import strategies as st
     choices = st.lists(st.integers(0, 40), max_size=8)
     op = st.tuples(st.sampled_from(KINDS), st.integers(0, 60), st.integers(0, 60), choices,
                    st.integers(0, 9))
-    return st.lists(op, min_size=STEPS // 2, max_size=STEPS)
+    return st.lists(op, min_size=steps // 2, max_size=steps)
 
 
 def run_batch(ops, unchecked, timeout=60):
@@ -63,6 +63,7 @@ def main():
     parser.add_argument("--unchecked", action="store_true")
     parser.add_argument("--seed", default="20261123")
     parser.add_argument("--examples", type=int, default=30)
+    parser.add_argument("--steps", type=int, default=STEPS)
     args = parser.parse_args()
     if args.batch:
         batch = Batch(json.load(sys.stdin))
@@ -74,13 +75,13 @@ def main():
         return 0
     from hypothesis import given, seed, settings, HealthCheck
     chosen = int.from_bytes(os.urandom(4), "little") if args.seed == "random" else int(args.seed)
-    print("surface fuzz: seed %d, %d batches of up to %d operations" % (chosen, args.examples, STEPS),
-          flush=True)
+    print("surface fuzz: seed %d, %d batches of up to %d operations" % (chosen, args.examples,
+                                                                        args.steps), flush=True)
 
     @seed(chosen)
     @settings(max_examples=args.examples, deadline=None, database=None,
               suppress_health_check=list(HealthCheck))
-    @given(operations())
+    @given(operations(args.steps))
     def never_dies(ops):
         failure = run_batch(ops, args.unchecked)
         assert failure is None, failure
