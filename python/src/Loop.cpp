@@ -12,6 +12,7 @@
 #include "Kel/GenericTableType.h"
 #include "Kel/System.h"
 #include "ModuleArgs.h"
+#include "Precondition.h"
 
 namespace py = pybind11;
 
@@ -54,8 +55,7 @@ std::size_t nextPass() {
 double finiteTime(const ModuleArgs& args, const Given& given, std::size_t i) {
   const double t = args.value(given, i).real();
   if (!std::isfinite(t)) {
-    throw Kel::RangeException(args.argument(i) + ": expected a finite time, got " +
-                              std::to_string(t));
+    throw Kel::RangeException(args.argument(i) + ": expected a finite time, got " + decimal(t));
   }
   return t;
 }

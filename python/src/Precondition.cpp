@@ -28,6 +28,12 @@ std::string hex(U64 value) {
   return text;
 }
 
+std::string decimal(double value) {
+  char text[32];
+  std::snprintf(text, sizeof text, "%g", value);
+  return text;
+}
+
 std::string byteRange(U64 start, U64 size) {
   const unsigned __int128 end = static_cast<unsigned __int128>(start) + size;
   std::string endText = end > ~U64{0} ? "2^64 + " + std::to_string(static_cast<U64>(end))

@@ -25,6 +25,8 @@ void checksOnIs(bool on);
 
 // "0x7f3a2c001000"
 std::string hex(U64 value);
+// "60", "1e-300", "nan": a number of seconds as a message shows it.
+std::string decimal(double value);
 // "[100, 8292)": a byte range as the messages show it; the end is computed without wrapping.
 std::string byteRange(U64 start, U64 size);
 

@@ -203,7 +203,7 @@ After setInterval(const Check& check, const GenericValue&, const GenericValue& v
   check.require(std::isfinite(interval) && interval > 0 && now + interval > now,
                 "the audit interval must be a positive number of seconds that moves the clock "
                 "on; " +
-                    std::to_string(interval) +
+                    decimal(interval) +
                     " would re-arm the audit at the same time "
                     "forever");
   return {};
