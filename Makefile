@@ -8,7 +8,7 @@ SHELL := /bin/bash
 # Everything the builds, tests, fuzzers, benchmarks and formatting need. Append; keep one list.
 DEBIAN_PACKAGES := cmake ninja-build g++ clang libclang-rt-14-dev libgtest-dev libgmock-dev \
   googletest libbenchmark-dev pkg-config libxxhash-dev clang-format gnuplot-nox \
-  pybind11-dev python3-pytest python3-dev libcli11-dev nlohmann-json3-dev
+  pybind11-dev python3-pytest python3-dev python3-hypothesis libcli11-dev nlohmann-json3-dev
 
 BUILD_ROOT := build
 RELEASE_DIR := $(BUILD_ROOT)/release
@@ -22,6 +22,10 @@ DEMO_BIN ?= $(RELEASE_DIR)/tools/sim/morvik_sim
 DEMO_ARGS ?= --plot $(BUILD_ROOT)/demo-timeline.png
 # Seconds each fuzz target runs.
 FUZZ_TIME ?= 30
+# The property test of the Python module's checked surface: `make test` runs a few batches with a
+# fixed seed; PY_FUZZ_SEED=random PY_FUZZ_EXAMPLES=500 make python-fuzz searches further.
+PY_FUZZ_SEED ?= 20261123
+PY_FUZZ_EXAMPLES ?= 25
 CTEST_JOBS ?= 2
 CLANG_FORMAT ?= clang-format
 FUZZ_CXX ?= clang++
@@ -42,11 +46,11 @@ FORMAT_FILES = $(shell find $(FORMAT_DIRS) -type f \( -name '*.cpp' -o -name '*.
   -not -path '*/corpus/*' 2>/dev/null | sort)
 
 # The steps of `make test`, in order, and why a step is skipped when there is nothing for it yet.
-TEST_STEPS := release-test asan-test tsan-test fuzz-run install-test
+TEST_STEPS := release-test python-fuzz asan-test tsan-test fuzz-run install-test
 SKIP_tsan-test := $(if $(TSAN_SOURCES),,no tests/tsan/*_test.cpp yet)
 SKIP_fuzz-run := $(if $(FUZZ_SOURCES),,no fuzz/*_fuzz.cpp yet)
 
-.PHONY: all deps test demo bench fuzz format format-check clean \
+.PHONY: all deps test demo bench fuzz format format-check clean python python-fuzz \
   release release-test install-test asan-test tsan-test fuzz-run
 
 all: test
@@ -88,9 +92,18 @@ test: deps
 	echo "steps: $$passed passed, $$failed failed$$( [ $$skipped -eq 0 ] || echo ", $$skipped skipped")"; \
 	[ $$failed -eq 0 ]
 
-release:
+release: deps
 	$(CONFIGURE) -B $(RELEASE_DIR) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DMORVIK_WERROR=ON
 	cmake --build $(RELEASE_DIR)
+
+# Only the Python module (and the libraries it loads), into $(RELEASE_DIR)/python.
+python: deps
+	$(CONFIGURE) -B $(RELEASE_DIR) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DMORVIK_WERROR=ON
+	cmake --build $(RELEASE_DIR) --target morvik
+
+python-fuzz: python
+	PYTHONPATH=$(RELEASE_DIR)/python /usr/bin/python3 python/tests/surface_fuzz.py \
+	  --seed $(PY_FUZZ_SEED) --examples $(PY_FUZZ_EXAMPLES)
 
 release-test: release
 	$(CTEST) --test-dir $(RELEASE_DIR) -LE install

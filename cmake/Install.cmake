@@ -1,5 +1,6 @@
-# Installs the two shared libraries, their headers, a CMake package (MorvikLib::MorvikLib,
-# MorvikLib::MorvikPlatform) and a pkg-config file (morviklib).
+# Installs the two shared libraries, their public headers, a CMake package (MorvikLib::MorvikLib,
+# MorvikLib::MorvikPlatform) and a pkg-config file (morviklib); the Python module installs itself
+# (python/CMakeLists.txt).
 include(CMakePackageConfigHelpers)
 
 set(MORVIK_INSTALL_CMAKEDIR ${CMAKE_INSTALL_LIBDIR}/cmake/MorvikLib)
@@ -14,17 +15,29 @@ install(TARGETS MorvikLib MorvikPlatform
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
   RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 
-function(morvik_install_headers from to)
-  file(GLOB headers CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/${from}/*.h)
-  if(headers)
-    install(FILES ${headers} DESTINATION ${to})
+# Exactly the public headers and what they and the examples include: the library's own under
+# include/MorvikLib/, the platform's under include/MorvikLib/platform/.
+include(${CMAKE_CURRENT_LIST_DIR}/HeaderClosure.cmake)
+list(TRANSFORM MORVIK_PUBLIC_HEADERS PREPEND ${PROJECT_SOURCE_DIR}/ OUTPUT_VARIABLE public_headers)
+file(GLOB example_sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/examples/*.cpp)
+morvik_header_closure(included ROOTS ${public_headers} ${example_sources}
+  INCLUDE_DIRS ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/platform)
+set(installed_headers ${public_headers} ${included})
+list(REMOVE_DUPLICATES installed_headers)
+# A changed include list must change the install set.
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${installed_headers})
+foreach(header IN LISTS installed_headers)
+  cmake_path(RELATIVE_PATH header BASE_DIRECTORY ${PROJECT_SOURCE_DIR}/platform
+    OUTPUT_VARIABLE platform_relative)
+  if(platform_relative MATCHES "^\\.\\.")
+    cmake_path(RELATIVE_PATH header BASE_DIRECTORY ${PROJECT_SOURCE_DIR} OUTPUT_VARIABLE relative)
+    set(destination ${CMAKE_INSTALL_INCLUDEDIR})
+  else()
+    set(relative ${platform_relative})
+    set(destination ${MORVIK_INSTALL_PLATFORM_INCLUDEDIR})
   endif()
-endfunction()
-
-morvik_install_headers(MorvikLib ${CMAKE_INSTALL_INCLUDEDIR}/MorvikLib)
-morvik_install_headers(MorvikLib/generic ${CMAKE_INSTALL_INCLUDEDIR}/MorvikLib/generic)
-foreach(part Kel Tralux ostra Morvik)
-  morvik_install_headers(platform/${part} ${MORVIK_INSTALL_PLATFORM_INCLUDEDIR}/${part})
+  cmake_path(GET relative PARENT_PATH subdir)
+  install(FILES ${header} DESTINATION ${destination}/${subdir})
 endforeach()
 
 install(EXPORT MorvikLibTargets

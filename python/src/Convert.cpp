@@ -3,10 +3,19 @@
 #include <string>
 
 #include "Kel/TypeException.h"
+#include "LiveObjects.h"
 
 namespace py = pybind11;
 
 namespace morvikpy {
+
+Object::Object(Kel::GenericValue v) : value(std::move(v)) {
+  LiveObjects::added(this);
+}
+
+Object::~Object() {
+  LiveObjects::removed(this);
+}
 
 namespace {
 
@@ -45,6 +54,15 @@ std::vector<Kel::GenericValue> toGeneric(const py::args& args) {
   std::vector<Kel::GenericValue> values;
   for (py::handle arg : args) values.push_back(toGeneric(arg));
   return values;
+}
+
+std::string describe(py::handle object) {
+  if (py::isinstance<Object>(object)) return object.cast<const Object&>().value.describe();
+  try {
+    return toGeneric(object).describe();
+  } catch (const Kel::TypeException&) {
+    return "a " + py::type::of(object).attr("__name__").cast<std::string>();
+  }
 }
 
 py::object fromGeneric(const Kel::GenericValue& value) {

@@ -6,6 +6,7 @@
 #include "Kel/OpNotSupportedException.h"
 #include "Kel/TypeException.h"
 #include "Kel/UnhashableException.h"
+#include "Precondition.h"
 
 namespace py = pybind11;
 
@@ -42,6 +43,10 @@ void registerErrors(py::module_& m) {
                                     "A value out of range, or an unknown type name.");
   static PyObject* parse = newError(m, "ParseError", bases(error, PyExc_ValueError),
                                     "A text that does not follow a value's representation.");
+  static PyObject* precondition =
+      newError(m, "PreconditionError", bases(error, PyExc_ValueError),
+               "A call the library would answer with an assertion or a fault, refused before it "
+               "ran; see morvik.unchecked.");
   static PyObject* errnoError =
       newError(m, "ErrnoError", bases(error, PyExc_OSError), "A failed system call.");
 
@@ -63,6 +68,8 @@ void registerErrors(py::module_& m) {
       PyErr_SetObject(errnoError, py::make_tuple(e.errnum(), text).ptr());
     } catch (const Kel::Exception& e) {
       PyErr_SetString(error, e.what());
+    } catch (const PreconditionFailure& e) {
+      PyErr_SetString(precondition, e.what());
     }
   });
 }

@@ -3,10 +3,15 @@
 #include <string>
 #include <utility>
 
+#include "Checks.h"
 #include "Convert.h"
 #include "Kel/Allocate.h"
 #include "Kel/GenericIf.h"
+#include "Kel/GenericIfImpl.h"
 #include "Kel/GenericTypeRegistry.h"
+#include "Kel/OpNotSupportedException.h"
+#include "Kel/TypeException.h"
+#include "ModuleArgs.h"
 
 namespace py = pybind11;
 
@@ -27,9 +32,18 @@ struct Keyed {
     if (member.isNull()) throw py::key_error(py::repr(key).cast<std::string>());
     return fromGeneric(member);
   }
+  void set(py::handle key, py::handle value) const {
+    const GenericValue k = toGeneric(key), v = toGeneric(value);
+    After after = checkMemberChange(self, name, k, &v);
+    GenericIf::memberIs(self, name, k, v);
+    if (after) after();
+  }
   void del(py::handle key) const {
     get(key);
-    GenericIf::memberDel(self, name, toGeneric(key));
+    const GenericValue k = toGeneric(key);
+    After after = checkMemberChange(self, name, k, nullptr);
+    GenericIf::memberDel(self, name, k);
+    if (after) after();
   }
   py::list items(py::handle from) const {
     GenericValue fromKey = toGeneric(from);
@@ -43,6 +57,12 @@ struct Keyed {
     py::list result;
     for (const auto& member : GenericIf::members(self, name))
       result.append(fromGeneric(member.first));
+    return result;
+  }
+  py::list values() const {
+    py::list result;
+    for (const auto& member : GenericIf::members(self, name))
+      result.append(fromGeneric(member.second));
     return result;
   }
 };
@@ -108,8 +128,29 @@ py::object equal(const Object& a, py::handle b) {
   return py::bool_(GenericIf::equal(a.value, other));
 }
 
-bool less(const Object& a, const Object& b) {
-  return GenericIf::less(a.value, b.value);
+// The other side of an ordering; a plain Python value is refused in the framework's words.
+GenericValue other(const Object& a, py::handle b) {
+  if (py::isinstance<Object>(b)) return b.cast<const Object&>().value;
+  return Kel::GenericIfImpl::unwrapValue(a.value.typeName() + " ordering", a.value.typeName(),
+                                         toGeneric(b));
+}
+
+bool less(const Object& a, py::handle b) {
+  return GenericIf::less(a.value, other(a, b));
+}
+
+bool greater(const Object& a, py::handle b) {
+  return GenericIf::less(other(a, b), a.value);
+}
+
+// The module's classes are handed out, never made by a script.
+template <class T>
+void madeElsewhere(py::class_<T>& cls, const char* how) {
+  const std::string text =
+      "morvik." + cls.attr("__name__").template cast<std::string>() + ": " + how;
+  cls.def(py::init([text](const py::args&, const py::kwargs&) -> std::unique_ptr<T> {
+    throw Kel::OpNotSupportedException(text);
+  }));
 }
 
 py::list attributeNames(const Object& o) {
@@ -121,11 +162,15 @@ py::list attributeNames(const Object& o) {
 }
 
 void registerObject(py::module_& m) {
-  py::class_<Object>(m, "Object", "A framework object or value reached by type name.")
-      .def("__getattr__", &attribute)
+  py::class_<Object> cls(m, "Object", "A framework object or value reached by type name.");
+  madeElsewhere(cls, "objects are made by morvik.new or read from attributes");
+  cls.def("__getattr__", &attribute)
       .def("__setattr__",
            [](const Object& o, const std::string& name, py::handle value) {
-             GenericIf::attributeIs(o.value, name, toGeneric(value));
+             const GenericValue v = toGeneric(value);
+             After after = checkSet(o.value, name, v);
+             GenericIf::attributeIs(o.value, name, v);
+             if (after) after();
            })
       .def("__eq__", &equal)
       .def("__ne__",
@@ -135,9 +180,9 @@ void registerObject(py::module_& m) {
              return py::bool_(!eq.cast<bool>());
            })
       .def("__lt__", &less)
-      .def("__gt__", [](const Object& a, const Object& b) { return less(b, a); })
-      .def("__le__", [](const Object& a, const Object& b) { return !less(b, a); })
-      .def("__ge__", [](const Object& a, const Object& b) { return !less(a, b); })
+      .def("__gt__", &greater)
+      .def("__le__", [](const Object& a, py::handle b) { return !greater(a, b); })
+      .def("__ge__", [](const Object& a, py::handle b) { return !less(a, b); })
       .def("__hash__", [](const Object& o) { return GenericIf::hash(o.value); })
       .def("__bool__", [](const Object& o) { return !GenericIf::empty(o.value); })
       .def("__repr__", [](const Object& o) { return GenericIf::strRep(o.value).stdString(); })
@@ -145,12 +190,10 @@ void registerObject(py::module_& m) {
 }
 
 void registerKeyed(py::module_& m) {
-  py::class_<Keyed>(m, "Keyed", "A keyed attribute, used like a dict.")
-      .def("__getitem__", &Keyed::get)
-      .def("__setitem__",
-           [](const Keyed& k, py::handle key, py::handle value) {
-             GenericIf::memberIs(k.self, k.name, toGeneric(key), toGeneric(value));
-           })
+  py::class_<Keyed> cls(m, "Keyed", "A keyed attribute: a mapping from its keys to its members.");
+  madeElsewhere(cls, "read a keyed attribute of an object instead");
+  cls.def("__getitem__", &Keyed::get)
+      .def("__setitem__", &Keyed::set)
       .def("__delitem__", &Keyed::del)
       .def("__contains__",
            [](const Keyed& k, py::handle key) {
@@ -159,44 +202,70 @@ void registerKeyed(py::module_& m) {
       .def("__iter__", [](const Keyed& k) { return py::iter(k.keys()); })
       .def("__len__", [](const Keyed& k) { return GenericIf::members(k.self, k.name).size(); })
       .def("keys", &Keyed::keys)
-      .def("items", &Keyed::items, py::arg("start") = py::none(),
-           "(key, value) pairs, from the first member or from the member with key `start`.")
+      .def("values", &Keyed::values)
+      .def(
+          "items",
+          [](const Keyed& k, const py::args& args, const py::kwargs& kwargs) {
+            static const ModuleArgs parse("Keyed.items", {{"key", "start"}}, 0);
+            return k.items(parse(args, kwargs)[0]);
+          },
+          "items(start=None): (key, value) pairs, from the first member or from the member with "
+          "key `start`.")
       .def(
           "get",
-          [](const Keyed& k, py::handle key, py::object otherwise) {
-            GenericValue member = GenericIf::member(k.self, k.name, toGeneric(key));
-            return member.isNull() ? otherwise : fromGeneric(member);
+          [](const Keyed& k, const py::args& args, const py::kwargs& kwargs) {
+            static const ModuleArgs parse("Keyed.get", {{"key", "key"}, {"object", "default"}}, 1);
+            const std::vector<py::object> given = parse(args, kwargs);
+            GenericValue member = GenericIf::member(k.self, k.name, toGeneric(given[0]));
+            return member.isNull() ? given[1] : fromGeneric(member);
           },
-          py::arg("key"), py::arg("default") = py::none())
+          "get(key, default=None): the member with that key, or `default`.")
       .def("__repr__", [](const Keyed& k) { return "<keyed attribute " + k.name + ">"; });
 }
 
 void registerMethod(py::module_& m) {
-  py::class_<Method>(m, "Method", "A function of a framework object.")
-      .def("__call__",
-           [](const Method& f, const py::args& args) {
-             return fromGeneric(GenericIf::call(f.self, f.name, toGeneric(args)));
-           })
+  py::class_<Method> cls(m, "Method", "A function of a framework object.");
+  madeElsewhere(cls, "read a function of an object instead");
+  cls.def("__call__",
+          [](const Method& f, const py::args& args, const py::kwargs& kwargs) {
+            if (!kwargs.empty()) {
+              throw Kel::TypeException(f.self.typeName() + "." + f.name +
+                                       ": arguments are given by position only");
+            }
+            const std::vector<GenericValue> values = toGeneric(args);
+            After after = checkCall(f.self, f.name, values);
+            py::object result = fromGeneric(GenericIf::call(f.self, f.name, values));
+            if (after) after();
+            return result;
+          })
       .def("__repr__", [](const Method& f) { return "<function " + f.name + ">"; });
 }
 
 void registerWatch(py::module_& m) {
-  py::class_<Watch>(m, "Watch", "A callback on an entity's changes; see morvik.watch.")
-      .def("cancel", &Watch::cancel)
+  py::class_<Watch> cls(m, "Watch", "A callback on an entity's changes; see morvik.watch.");
+  madeElsewhere(cls, "watches are made by morvik.watch");
+  cls.def("cancel", &Watch::cancel)
       .def_property_readonly("active", &Watch::active)
       .def(
           "__enter__", [](Watch& w) -> Watch& { return w; }, py::return_value_policy::reference)
       .def("__exit__", [](Watch& w, py::args) { w.cancel(); });
-  m.def(
-      "watch",
-      [](const Object& o, py::function callback) {
-        const Kel::GenericType& type = GenericIf::type(o.value.typeName());
-        auto watcher = Kel::allocate<Watcher>(type, std::move(callback));
-        return std::make_unique<Watch>(GenericIf::watch(o.value, watcher));
+  defineFunction(
+      m, "watch", {{"morvik.Object", "object"}, {"callable", "callback"}}, 2,
+      [](const ModuleArgs& a, const std::vector<py::object>& g) {
+        if (!py::isinstance<Object>(g[0])) {
+          throw Kel::TypeException(a.argument(0) + ": expected a framework object, got " +
+                                   describe(g[0]));
+        }
+        if (!PyCallable_Check(g[1].ptr())) {
+          throw Kel::TypeException(a.argument(1) + ": expected a callable, got " + describe(g[1]));
+        }
+        const GenericValue& watched = g[0].cast<const Object&>().value;
+        const Kel::GenericType& type = GenericIf::type(watched.typeName());
+        auto watcher = Kel::allocate<Watcher>(type, g[1].cast<py::function>());
+        return py::cast(std::make_unique<Watch>(GenericIf::watch(watched, watcher)));
       },
-      py::arg("object"), py::arg("callback"),
-      "Calls callback(attributeName, key) after every change of the entity; key is None except "
-      "for keyed attributes.");
+      "watch(object, callback): calls callback(attributeName, key) after every change of the "
+      "entity; key is None except for keyed attributes.");
 }
 
 }  // namespace

@@ -111,6 +111,55 @@ def test_refusal(mem, mapping, call, error, message):
     assert isinstance(raised.value, morvik.Error)
 
 
+MODULE_CASES = [
+    (lambda mem: morvik.dmaRegionAlloc("X", -1), morvik.TypeMismatchError,
+     "morvik.dmaRegionAlloc: argument 2 (U32 length): expected U32, got int -1 (out of range)"),
+    (lambda mem: morvik.dmaRegionAlloc("X", 0), morvik.RangeError,
+     "morvik.dmaRegionAlloc: a region of 0 bytes cannot be created"),
+    (lambda mem: morvik.dmaRegionAlloc("", 16), morvik.RangeError,
+     "morvik.dmaRegionAlloc: a region needs a non-empty name"),
+    (lambda mem: morvik.dmaRegionFree(), morvik.TypeMismatchError,
+     "morvik.dmaRegionFree: expected 1 argument (Kel::String name), got 0"),
+    (lambda mem: morvik.watch(None, print), morvik.TypeMismatchError,
+     "morvik.watch: argument 1 (morvik.Object object): expected a framework object, got None"),
+    (lambda mem: morvik.watch(mem, None), morvik.TypeMismatchError,
+     "morvik.watch: argument 2 (callable callback): expected a callable, got None"),
+    (lambda mem: morvik.attributes(None), morvik.TypeMismatchError,
+     "morvik.attributes: argument 1 (Kel::String typeName): expected Kel::String, got None"),
+    (lambda mem: morvik.new(None), morvik.TypeMismatchError,
+     "morvik.new: argument 1 (Kel::String typeName): expected Kel::String, got None"),
+    (lambda mem: morvik.new(""), morvik.RangeError,
+     "morvik.new: the type name is empty; morvik.typeNames() lists the registered types"),
+    (lambda mem: morvik.new(), morvik.TypeMismatchError,
+     "morvik.new: expected a type name and the constructor's arguments, got nothing"),
+    (lambda mem: morvik.typeName(5), morvik.TypeMismatchError,
+     "morvik.typeName: argument 1 (morvik.Object object): expected a framework object, got U64 5"),
+    (lambda mem: morvik.runUntil(float("nan")), morvik.RangeError,
+     "morvik.runUntil: argument 1 (double t): expected a finite time, got nan"),
+    (lambda mem: morvik.runUntil(time=5), morvik.TypeMismatchError,
+     "morvik.runUntil: no argument is named 'time'"),
+    (lambda mem: morvik.runUntilIdle(-1), morvik.TypeMismatchError,
+     "morvik.runUntilIdle: argument 1 (U64 maxPasses): expected U64, got int -1 (out of range)"),
+    (lambda mem: morvik.virtualTimeIs(), morvik.TypeMismatchError,
+     "morvik.virtualTimeIs: expected 1 to 2 arguments (bool on, double start), got 0"),
+    (lambda mem: morvik.bytePtr([]), morvik.TypeMismatchError,
+     "morvik.bytePtr: argument 1 (U64 address): a list cannot be passed to the generic interface"),
+    (lambda mem: morvik.Object(), morvik.OpNotSupportedError,
+     "morvik.Object: objects are made by morvik.new or read from attributes"),
+    (lambda mem: mem.doSync(now=True), morvik.TypeMismatchError,
+     "MorvikLib::MorvikMemory.doSync: arguments are given by position only"),
+    (lambda mem: morvik.new(MAP, "m", 1, 2, 3, 4) < 5, morvik.TypeMismatchError,
+     "MorvikLib::MemoryMapping ordering: expected MorvikLib::MemoryMapping, got U64 5"),
+]
+
+
+@pytest.mark.parametrize("call,error,message", MODULE_CASES)
+def test_module_refusal(mem, call, error, message):
+    with pytest.raises(error) as raised:
+        call(mem)
+    assert str(raised.value) == message
+
+
 def test_refusals_leave_the_entity_as_it_was(mem):
     watched = []
     with morvik.watch(mem, lambda name, key: watched.append(name)):

@@ -56,7 +56,8 @@ def test_records_and_directory_as_mappings():
     requests = morvik.new("Kel::Dir", "auditRequests")
     for name in ("a", "b", "c"):
         requests.entity[name] = morvik.new("Morvik::AuditRequest", name)
-    assert requests.entity.keys() == ["a", "b", "c"]
+    assert requests.entity.keys() == ["a", "b", "c"] and list(requests.entity) == ["a", "b", "c"]
+    assert [morvik.typeName(v) for v in requests.entity.values()] == ["Morvik::AuditRequest"] * 3
     assert [k for k, _ in requests.entity.items("b")] == ["b", "c"]
     requests.entity["b"].auditMap[4096] = 100
     assert requests.entity["b"].auditMap.items() == [(4096, 100)]

@@ -1,0 +1,30 @@
+# Compares an installed include tree with the closure of its public headers and the examples.
+#   cmake -DINCLUDE_DIR=<prefix>/include -P cmake/CheckHeaderClosure.cmake
+cmake_minimum_required(VERSION 3.25)
+include(${CMAKE_CURRENT_LIST_DIR}/HeaderClosure.cmake)
+get_filename_component(source_dir ${CMAKE_CURRENT_LIST_DIR} DIRECTORY)
+get_filename_component(INCLUDE_DIR ${INCLUDE_DIR} ABSOLUTE)
+
+set(roots "")
+set(missing "")
+foreach(header IN LISTS MORVIK_PUBLIC_HEADERS)
+  if(EXISTS ${INCLUDE_DIR}/${header})
+    list(APPEND roots ${INCLUDE_DIR}/${header})
+  else()
+    list(APPEND missing ${header})
+  endif()
+endforeach()
+file(GLOB examples ${source_dir}/examples/*.cpp)
+morvik_header_closure(needed ROOTS ${roots} ${examples}
+  INCLUDE_DIRS ${INCLUDE_DIR} ${INCLUDE_DIR}/MorvikLib/platform)
+list(APPEND needed ${roots})
+file(GLOB_RECURSE installed LIST_DIRECTORIES false ${INCLUDE_DIR}/*)
+set(extra ${installed})
+list(REMOVE_ITEM extra ${needed})
+list(TRANSFORM extra REPLACE "^${INCLUDE_DIR}/" "")
+if(missing OR extra)
+  message(FATAL_ERROR "installed include tree under ${INCLUDE_DIR}: missing [${missing}], "
+    "extra [${extra}]")
+endif()
+list(LENGTH installed count)
+message(STATUS "installed include tree: ${count} headers, exactly the public headers' and the examples' closure")
