@@ -41,6 +41,9 @@ TEST(SimOptions, ValuesInlineOrSeparateAndFaultsReplaceTheDefaults) {
   EXPECT_TRUE(o.faults[1].nullRecord);
   EXPECT_TRUE(parse("--faults default --fault chunk@30m").usesDefaultFaults());
   EXPECT_TRUE(parse("").usesDefaultFaults());
+  EXPECT_DOUBLE_EQ(parse("--audit-interval 5m").duration, 4500.0)
+      << "without --duration, a run grows to the 15 audit intervals the default faults need";
+  EXPECT_DOUBLE_EQ(parse("--audit-interval 5m --faults none").duration, 3600.0);
   EXPECT_EQ(parse("--seed 010 --seed 011").seed, 11u) << "decimal, and the last one counts";
   EXPECT_TRUE(parse("--help --bogus").help);
 }

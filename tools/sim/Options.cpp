@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <functional>
 #include <string_view>
 
@@ -112,8 +113,8 @@ std::vector<ValueOption> valueOptions() {
   return {
       {"--duration", "T", "Run",
        "chassis time to run, " + range(kMinDuration, kMaxDuration) +
-           " (default 1h); with the default faults at least 15 audit intervals (15m00s with "
-           "60-second audits)",
+           " (default 1h, or 15 audit intervals when the default faults run and that is longer); "
+           "with the default faults at least 15 audit intervals (15m00s with 60-second audits)",
        [](SimOptions& o, const std::string& v) {
          o.duration = readSeconds("--duration", v, kMinDuration, kMaxDuration);
        }},
@@ -321,6 +322,14 @@ SimOptions parseOptions(int argc, const char* const* argv) {
     // The first --feature replaces the default layout; later ones add to it.
     if (std::string_view(v.name) == "--feature" && !typed[i].empty()) options.features.clear();
     for (const std::string& text : typed[i]) v.read(options, text);
+  }
+  // Slow audits need a longer run for the default faults; without a --duration the run grows.
+  const auto duration = std::find_if(values.begin(), values.end(), [](const ValueOption& v) {
+    return std::string_view(v.name) == "--duration";
+  });
+  if (typed[duration - values.begin()].empty() && options.usesDefaultFaults()) {
+    options.duration = std::clamp(kDefaultScheduleIntervals * options.auditInterval,
+                                  options.duration, kMaxDuration);
   }
   validateOptions(options);
   return options;
