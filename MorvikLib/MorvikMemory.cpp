@@ -1,7 +1,5 @@
 #include "MorvikLib/MorvikMemory.h"
 
-#include <vector>
-
 #include "Kel/Allocate.h"
 #include "Kel/Assert.h"
 #include "Kel/Exception.h"
@@ -89,20 +87,31 @@ void MorvikMemory::replicationStatusBitmapDel(const U64& key) {
 }
 
 void MorvikMemory::replicationStatusBitmapDelAll() {
-  // Keys are taken first: a notifiee may touch the map while it hears of one deletion.
-  std::vector<U64> keys;
-  keys.reserve(bitmap_.size());
+  // Keys are taken first: a notifiee may touch the map while it hears of one deletion. The list is
+  // borrowed and handed back, so resync after resync allocates nothing; a DelAll nested in one of
+  // the notifications makes a list of its own.
+  std::vector<U64> keys = std::move(keysToDelete_);
+  keys.clear();
   for (const auto& member : bitmap_) keys.push_back(member.first);
   for (const U64& key : keys) replicationStatusBitmapDel(key);
+  if (keys.capacity() > keysToDelete_.capacity()) keysToDelete_ = std::move(keys);
+}
+
+// A shift for the usual power-of-two chunk size; the division otherwise, which faults on a chunk
+// size of 0 as it always has.
+U64 MorvikMemory::chunkOf(U64 byteOffset) const {
+  const U32 size = remoteCopyChunkSize_;
+  if (size != 0 && (size & (size - 1)) == 0) return byteOffset >> __builtin_ctz(size);
+  return byteOffset / size;
 }
 
 bool MorvikMemory::replicationStatus(const U64& byteOffset) const {
-  U64 chunk = byteOffset / remoteCopyChunkSize_;
+  U64 chunk = chunkOf(byteOffset);
   return (replicationStatusBitmap(chunk >> 3) >> (chunk & 7)) & 1u;
 }
 
 void MorvikMemory::replicationStatusIs(const U64& byteOffset, bool state) {
-  U64 chunk = byteOffset / remoteCopyChunkSize_;
+  U64 chunk = chunkOf(byteOffset);
   U64 key = chunk >> 3;
   U8 bit = static_cast<U8>(1u << (chunk & 7));
   U8 stored = replicationStatusBitmap(key);

@@ -1,6 +1,8 @@
 #ifndef MORVIKLIB_MORVIKMEMORY_H
 #define MORVIKLIB_MORVIKMEMORY_H
 
+#include <vector>
+
 #include "Kel/Dir.h"
 #include "Kel/Entity.h"
 #include "Kel/HashMap2018.h"
@@ -129,8 +131,17 @@ class MorvikMemory : public Kel::Entity {
 
  private:
   void notifyBitmap(const U64& key);
+  U64 chunkOf(U64 byteOffset) const;
+  // Each built with and without its trace lines (see MorvikMemoryCopier.cpp).
+  template <bool kTraced>
+  void writeMirrored(U32 byteOffset, Kel::BytePtr data, U32 size);
+  template <bool kTraced>
+  void mirror(U32 byteOffset, U32 size, bool fromShadow);
+  template <bool kTraced>
+  bool schedulePiece(U32 byteOffset, U32 size, bool& fromShadow);
+  template <bool kTraced>
+  void copyNextChunk();
   bool nextPendingChunk(U64& chunk);
-  void copyChunk(const U64& dest, const U64& src, U32 size) const;
 
   Kel::Name name_;
   bool activeSupe_ = false;
@@ -153,6 +164,8 @@ class MorvikMemory : public Kel::Entity {
   // No chunk below this index is pending. Every change of the bitmap keeps it true, so the copier
   // resumes its search here instead of at chunk 0.
   U64 pendingLowerBound_ = ~U64{0};
+  // The keys replicationStatusBitmapDelAll walks, kept from one resync to the next.
+  std::vector<U64> keysToDelete_;
 };
 
 Kel::Ptr<MorvikMemory> morvikMemoryFactory(Kel::Name name);

@@ -1,24 +1,75 @@
 // Mirroring of changed ranges: direct copies of short pieces, and the chunked background copier.
+//
+// The paths that trace many times are written once and built twice: with tracing (every trace line
+// in place) and without (no trace statement at all), and the caller picks one with a single test of
+// the trace level. The untraced build is what a feature's write costs when tracing is off.
+#include <cstring>
+#include <string_view>
+
 #include "Kel/Assert.h"
 #include "MorvikLib/Address.h"
 #include "MorvikLib/Environment.h"
 #include "MorvikLib/MorvikMemory.h"
-#include "MorvikLib/StreamCopy.h"
+#include "MorvikLib/Shadow.h"
 #include "MorvikLib/Trace.h"
 
 namespace MorvikLib {
 
 namespace {
+constexpr const char* kSigWrite = "void MorvikLib::MorvikMemory::doWrite(U32, Kel::BytePtr, U32)";
 constexpr const char* kSigSchedule = "bool MorvikLib::MorvikMemory::scheduleRemoteCopy(U32, U32)";
 constexpr const char* kSigChunk = "void MorvikLib::MorvikMemory::remoteCopyChunk()";
 constexpr const char* kSigSync = "void MorvikLib::MorvikMemory::doSync()";
 constexpr const char* kSigFlush = "void MorvikLib::MorvikMemory::doFlushWithRead()";
 constexpr const char* kSigRemoteCopy = "void MorvikLib::MorvikMemory::remoteCopy(U32, U32)";
-// From this size on a resync streams: below it (16 MiB measured) the cached copy was faster.
-constexpr U32 kStreamingRegionSize = 64 << 20;
 }  // namespace
 
+// doWrite after its checks: the local store through the shadow, then the mirror.
+template <bool kTraced>
+void MorvikMemory::writeMirrored(U32 byteOffset, Kel::BytePtr data, U32 size) {
+  if constexpr (kTraced) {
+    MORVIK_TRACE(9, "doWrite") << kSigWrite << " byteOffset " << byteOffset << " size " << size
+                               << " data64 " << address::signWidened(data) << " data "
+                               << std::string_view(
+                                      reinterpret_cast<const char*>(data),
+                                      data ? strnlen(reinterpret_cast<const char*>(data), size)
+                                           : 0);
+    MORVIK_TRACE(9, "doWrite") << kSigWrite
+                               << " write to local memory : " << Kel::hex(localMemory().vaddr());
+    MORVIK_TRACE(9, "doWrite") << kSigWrite << " memcpy : "
+                               << Kel::hex(address::low32(localMemory().vaddr() + byteOffset))
+                               << " size " << size;
+  }
+  const U64 dest = localMemory().vaddr() + byteOffset;
+  const U64 stored = shadow::copy(*this, dest, address::of(data), size);
+  if constexpr (kTraced) {
+    MORVIK_TRACE(9, "doWrite") << kSigWrite
+                               << " write to remote memory : " << Kel::hex(remoteMemory().vaddr());
+    MORVIK_TRACE(9, "doWrite") << kSigWrite << " memcpy : "
+                               << Kel::hex(address::low32(remoteMemory().vaddr() + byteOffset))
+                               << " size " << size;
+  }
+  // The mirror may read the bytes back through the local shadow only if that is where they went.
+  mirror<kTraced>(byteOffset, size,
+                  stored == dest - localMemory().vaddr() + localMemoryWritableShadow().vaddr());
+}
+
 void MorvikMemory::remoteCopy(U32 byteOffset, U32 size) {
+  if (tracing(9)) return mirror<true>(byteOffset, size, false);
+  mirror<false>(byteOffset, size, false);
+}
+
+bool MorvikMemory::scheduleRemoteCopy(U32 byteOffset, U32 size) {
+  bool fromShadow = false;
+  if (tracing(9)) return schedulePiece<true>(byteOffset, size, fromShadow);
+  return schedulePiece<false>(byteOffset, size, fromShadow);
+}
+
+// remoteCopy's walk over the pieces. The chunk size and the mappings are read afresh for every
+// piece: a deferred piece changes the replication status, which notifies, and a notifiee may
+// change either.
+template <bool kTraced>
+void MorvikMemory::mirror(U32 byteOffset, U32 size, bool fromShadow) {
   KEL_ASSERT_IN(localMemory().vaddr(), kSigRemoteCopy);
   U32 offset = byteOffset;
   U32 remaining = size;
@@ -26,35 +77,48 @@ void MorvikMemory::remoteCopy(U32 byteOffset, U32 size) {
   bool deferred = false;
   if (length < remaining) {
     do {
-      deferred |= scheduleRemoteCopy(offset, length);
+      deferred |= schedulePiece<kTraced>(offset, length, fromShadow);
       remaining -= length;
       offset += length;
       length = remoteCopyChunkSize();
     } while (remaining > remoteCopyChunkSize());
   }
-  if (scheduleRemoteCopy(offset, remaining) || deferred) remoteCopyPendingIs(true);
+  if (schedulePiece<kTraced>(offset, remaining, fromShadow) || deferred) remoteCopyPendingIs(true);
 }
 
-bool MorvikMemory::scheduleRemoteCopy(U32 byteOffset, U32 size) {
+// scheduleRemoteCopy. A piece copied at once is read through the local region's own mapping, or,
+// while `fromShadow` holds, through the local writable shadow: doWrite stored those very bytes
+// through it an instant before, and reading them back through the mapping that stored them spares
+// the processor a store it cannot forward across two mappings. The first deferred piece notifies,
+// after which nothing is assumed about the shadow any more.
+template <bool kTraced>
+bool MorvikMemory::schedulePiece(U32 byteOffset, U32 size, bool& fromShadow) {
   if (remoteMemory().vaddr() != 0 && size < remoteCopyChunkSize()) {
-    MORVIK_TRACE(9, "scheduleRemoteCopy")
-        << kSigSchedule << " Copy data @ " << Kel::hex(byteOffset) << " size " << Kel::hex(size);
-    protectedMemoryCopy(remoteMemory().vaddr() + byteOffset, localMemory().vaddr() + byteOffset,
-                        size);
+    if constexpr (kTraced) {
+      MORVIK_TRACE(9, "scheduleRemoteCopy")
+          << kSigSchedule << " Copy data @ " << Kel::hex(byteOffset) << " size " << Kel::hex(size);
+    }
+    const U64 source = fromShadow ? localMemoryWritableShadow().vaddr() : localMemory().vaddr();
+    shadow::copy(*this, remoteMemory().vaddr() + byteOffset, source + byteOffset, size);
     return false;
   }
-  MORVIK_TRACE(9, "scheduleRemoteCopy") << kSigSchedule << " Scheduled data copy @ "
-                                        << Kel::hex(byteOffset) << " size " << Kel::hex(size);
+  if constexpr (kTraced) {
+    MORVIK_TRACE(9, "scheduleRemoteCopy") << kSigSchedule << " Scheduled data copy @ "
+                                          << Kel::hex(byteOffset) << " size " << Kel::hex(size);
+  }
+  fromShadow = false;
   replicationStatusIs(byteOffset & ~(remoteCopyChunkSize() - 1), true);
   return true;
 }
+
+template void MorvikMemory::writeMirrored<true>(U32, Kel::BytePtr, U32);
+template void MorvikMemory::writeMirrored<false>(U32, Kel::BytePtr, U32);
 
 // Finds the lowest pending chunk whose offset lies below the local region's size, starting from
 // the lower bound rather than from chunk 0: a resync of n chunks then costs O(n) lookups in all,
 // not O(n^2). Whole zero members are skipped eight chunks at a time.
 bool MorvikMemory::nextPendingChunk(U64& chunk) {
-  const U64 chunkSize = remoteCopyChunkSize();
-  const U64 endChunk = (U64{localMemory().size()} + chunkSize - 1) / chunkSize;
+  const U64 endChunk = chunkOf(U64{localMemory().size()} + remoteCopyChunkSize() - 1);
   U64 at = pendingLowerBound_;
   while (at < endChunk) {
     U8 bits = static_cast<U8>(replicationStatusBitmap(at >> 3) >> (at & 7));
@@ -73,31 +137,36 @@ bool MorvikMemory::nextPendingChunk(U64& chunk) {
 }
 
 void MorvikMemory::remoteCopyChunk() {
-  MORVIK_TRACE(9, "remoteCopyChunk") << kSigChunk;
+  if (tracing(9)) return copyNextChunk<true>();
+  copyNextChunk<false>();
+}
+
+template <bool kTraced>
+void MorvikMemory::copyNextChunk() {
+  if constexpr (kTraced) MORVIK_TRACE(9, "remoteCopyChunk") << kSigChunk;
   remoteCopyPendingIs(false);
   U64 chunk = 0;
   // With either region unmapped every pending chunk is skipped and stays pending: no search.
   bool found = localMemory().vaddr() != 0 && remoteMemory().vaddr() != 0 && nextPendingChunk(chunk);
   if (!found) {
-    MORVIK_TRACE(9, "remoteCopyChunk")
-        << kSigChunk << "remoteCopyPending = " << (remoteCopyPending() ? 1 : 0);
+    if constexpr (kTraced) {
+      MORVIK_TRACE(9, "remoteCopyChunk")
+          << kSigChunk << "remoteCopyPending = " << (remoteCopyPending() ? 1 : 0);
+    }
     return;
   }
   const U64 chunkSize = remoteCopyChunkSize();
   const U64 offset = chunk * chunkSize;
-  MORVIK_TRACE(9, "remoteCopyChunk")
-      << kSigChunk << " Copy of chunk @ " << Kel::hex(offset) << " size " << Kel::hex(chunkSize);
-  copyChunk(remoteMemory().vaddr() + offset, localMemory().vaddr() + offset,
-            static_cast<U32>(chunkSize));
+  if constexpr (kTraced) {
+    MORVIK_TRACE(9, "remoteCopyChunk")
+        << kSigChunk << " Copy of chunk @ " << Kel::hex(offset) << " size " << Kel::hex(chunkSize);
+  }
+  shadow::copy(*this, remoteMemory().vaddr() + offset, localMemory().vaddr() + offset,
+               static_cast<U32>(chunkSize));
   replicationStatusIs(offset, false);
   remoteCopyPendingIs(true);
-  MORVIK_TRACE(9, "remoteCopyChunk") << kSigChunk << "remoteCopyPending = " << 1;
-}
-
-// A region that outgrows the cache streams its chunks past it, after the protected copy's checks.
-void MorvikMemory::copyChunk(const U64& dest, const U64& src, U32 size) const {
-  if (localMemory().size() < kStreamingRegionSize) return protectedMemoryCopy(dest, src, size);
-  streamCopy(address::pointer(getShadow(dest, size)), address::pointer(src), size);
+  if constexpr (kTraced)
+    MORVIK_TRACE(9, "remoteCopyChunk") << kSigChunk << "remoteCopyPending = " << 1;
 }
 
 void MorvikMemory::doSync() {

@@ -39,26 +39,12 @@ Tralux::MsgDesc& doWriteTimerDesc() {
 
 void MorvikMemory::doWrite(U32 byteOffset, Kel::BytePtr data, U32 size) {
   Tralux::BlockTimer timer(doWriteTimerDesc());
-  ignoreChecksumIs(true);
+  // The setter's own comparison, inline: a write does not pay a call to learn the flag is set.
+  if (!ignoreChecksum()) ignoreChecksumIs(true);
   KEL_ASSERT_TEXT(localMemory().size() >= static_cast<U32>(byteOffset + size),
                   "localMemory().size() >= ( byteOffset + size )", kSigWrite);
-  MORVIK_TRACE(9, "doWrite") << kSigWrite << " byteOffset " << byteOffset << " size " << size
-                             << " data64 " << address::signWidened(data) << " data "
-                             << std::string_view(
-                                    reinterpret_cast<const char*>(data),
-                                    data ? strnlen(reinterpret_cast<const char*>(data), size) : 0);
-  MORVIK_TRACE(9, "doWrite") << kSigWrite
-                             << " write to local memory : " << Kel::hex(localMemory().vaddr());
-  MORVIK_TRACE(9, "doWrite") << kSigWrite << " memcpy : "
-                             << Kel::hex(address::low32(localMemory().vaddr() + byteOffset))
-                             << " size " << size;
-  protectedMemoryCopy(localMemory().vaddr() + byteOffset, address::of(data), size);
-  MORVIK_TRACE(9, "doWrite") << kSigWrite
-                             << " write to remote memory : " << Kel::hex(remoteMemory().vaddr());
-  MORVIK_TRACE(9, "doWrite") << kSigWrite << " memcpy : "
-                             << Kel::hex(address::low32(remoteMemory().vaddr() + byteOffset))
-                             << " size " << size;
-  remoteCopy(byteOffset, size);
+  if (tracing(9)) return writeMirrored<true>(byteOffset, data, size);
+  writeMirrored<false>(byteOffset, data, size);
 }
 
 void MorvikMemory::doWrite_py(U32 byteOffset, const U64& data, U32 size) {

@@ -12,9 +12,8 @@
 namespace MorvikLib {
 
 // Copies with stores that bypass the cache when both ends are 16-byte aligned and the size is a
-// whole number of 64-byte lines, and with memcpy otherwise. The copier uses it for regions larger
-// than the cache: one chunk per pass would otherwise pay a read-for-ownership of every destination
-// line and evict the loop's own state, which a whole-region memcpy avoids by streaming.
+// whole number of 64-byte lines, and with memcpy otherwise. The fence at the end makes the bytes
+// visible no later than plain stores would.
 inline void streamCopy(void* dst, const void* src, std::size_t size) {
 #if defined(__SSE2__)
   const auto aligned = [](const void* p) {
@@ -31,12 +30,25 @@ inline void streamCopy(void* dst, const void* src, std::size_t size) {
       _mm_stream_si128(to + i + 2, c);
       _mm_stream_si128(to + i + 3, d);
     }
-    // Streaming stores are weakly ordered: fence so the copy is visible like any other store.
     _mm_sfence();
     return;
   }
 #endif
   std::memcpy(dst, src, size);
+}
+
+// Below this a copy never streams: a 4000-byte write with streaming stores took four times as long
+// as memcpy, and a write's bytes are read again at once by its mirror copy.
+inline constexpr std::size_t kShortestStreamedCopy = 4096;
+
+// Regions up to this size stay plain: while the destination fits in the last-level cache, plain
+// stores land in cache and beat streaming ones, which always go to memory (bench/ measures both,
+// BM_ChunkCopy). The cache's size is the machine's; 64 MiB where the system does not say.
+std::size_t largestCachedRegion();
+
+// Whether a copy of `size` bytes into a region of `regionSize` bytes streams past the cache.
+inline bool streams(std::size_t regionSize, std::size_t size) {
+  return size >= kShortestStreamedCopy && regionSize > largestCachedRegion();
 }
 
 }  // namespace MorvikLib

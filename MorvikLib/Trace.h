@@ -21,6 +21,11 @@ inline Kel::TraceHandle& traceHandle() {
   return handle ? *handle : detail::createDefaultTraceHandle();
 }
 
+// Whether a level is on: a path that traces several times tests once and passes the answer on.
+inline bool tracing(int level) {
+  return traceHandle().enabled(level);
+}
+
 }  // namespace MorvikLib
 
 // Every library trace names the source "MorvikLib" and the short function name.

@@ -6,6 +6,7 @@
 #include "Kel/ActivityManager.h"
 #include "Kel/Allocate.h"
 #include "Kel/Exception.h"
+#include "support/AllocationCount.h"
 #include "support/Chassis.h"
 
 namespace {
@@ -115,8 +116,35 @@ TEST_P(MorvikMemorySmPasses, AResyncOfNChunksTakesNCopierPassesAndTwoToComeToRes
 INSTANTIATE_TEST_SUITE_P(Chunks, MorvikMemorySmPasses,
                          testing::Values(std::vector<U32>{1}, std::vector<U32>{2},
                                          std::vector<U32>{33}, std::vector<U32>{2, 5, 1},
-                                         // 64 MiB: large enough for the streaming copy
                                          std::vector<U32>{16384}));
+
+// Once the pending set, the clock's schedule and the copier's lists have grown, a steady stream of
+// writes (short pieces mirrored at once, whole chunks left to the copier) and whole resyncs
+// allocate nothing.
+TEST(MorvikMemorySmTest, SteadyWritesAndResyncsAllocateNothing) {
+  Chassis chassis;
+  const Kel::Ptr<MorvikMemory>& memory = chassis.memory(1);
+  const U32 size = static_cast<U32>(chassis.feature(1).size);
+  std::vector<U8> bytes = Chassis::pattern(size, 3);
+  auto writeAndResync = [&] {
+    for (U32 offset = 0; offset + 100 <= size; offset += 300) {
+      memory->doWrite(offset, bytes.data(), 100);
+    }
+    memory->doWrite(0, bytes.data(), size);
+    Chassis::runUntilRest();
+    memory->doSync();
+    Chassis::runUntilRest();
+  };
+  writeAndResync();
+  std::uint64_t allocations = 0;
+  {
+    MorvikTest::AllocationCount count;
+    for (int round = 0; round < 3; ++round) writeAndResync();
+    allocations = count.allocations();
+  }
+  EXPECT_EQ(allocations, 0u);
+  EXPECT_TRUE(chassis.copiesEqual());
+}
 
 TEST(MorvikMemorySmTest, OnlyRoleTwoKeepsRemoteMemoryAwayAndClearsActiveSupe) {
   for (U32 role : {0u, 1u, 2u, 3u, 0x7fffffffu, 0xffffffffu}) {

@@ -4,8 +4,9 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
-#include <type_traits>
-#include <unordered_map>
+#include <iterator>
+#include <utility>
+#include <vector>
 
 namespace Kel {
 
@@ -31,54 +32,161 @@ inline bool keyLess2018(std::uint64_t a, std::uint64_t b) {
   return static_cast<std::uint32_t>(a) < static_cast<std::uint32_t>(b);
 }
 
-// An unordered map for keyed attributes. Iteration order is unspecified; deleting the member an
-// iteration stands on is allowed (forEachSafe).
+// An unordered map for keyed attributes: chained buckets, a power of two of them, so a lookup is a
+// mask and a short walk. Iteration order is unspecified; an iteration may delete the member it
+// stands on (forEachSafe). A deleted member's node is kept for the next insertion, so a collection
+// that empties and fills again (a resync's pending set) allocates nothing once it has grown.
 template <class K, class V>
 class HashMap2018 {
+  struct Node {
+    std::pair<K, V> member;
+    Node* next;
+  };
+
  public:
-  using Map = std::unordered_map<K, V, Hash2018<K>>;
-  using iterator = typename Map::iterator;
-  using const_iterator = typename Map::const_iterator;
+  class const_iterator {
+   public:
+    using iterator_category = std::forward_iterator_tag;
+    using value_type = std::pair<K, V>;
+    using difference_type = std::ptrdiff_t;
+    using pointer = const value_type*;
+    using reference = const value_type&;
+
+    const_iterator() = default;
+    reference operator*() const { return node_->member; }
+    pointer operator->() const { return &node_->member; }
+    const_iterator& operator++() {
+      node_ = node_->next;
+      if (!node_) settle(bucket_ + 1);
+      return *this;
+    }
+    bool operator==(const const_iterator& other) const { return node_ == other.node_; }
+
+   private:
+    friend class HashMap2018;
+    const_iterator(const HashMap2018* map, std::size_t bucket) : map_(map) { settle(bucket); }
+    void settle(std::size_t bucket) {
+      for (bucket_ = bucket; bucket_ < map_->buckets_.size(); ++bucket_) {
+        if ((node_ = map_->buckets_[bucket_])) return;
+      }
+      node_ = nullptr;
+    }
+    const HashMap2018* map_ = nullptr;
+    std::size_t bucket_ = 0;
+    Node* node_ = nullptr;
+  };
+
+  HashMap2018() = default;
+  HashMap2018(const HashMap2018&) = delete;
+  HashMap2018& operator=(const HashMap2018&) = delete;
+  ~HashMap2018() {
+    clear();
+    while (Node* node = spare_) {
+      spare_ = node->next;
+      delete node;
+    }
+  }
 
   static std::size_t hashOf(const K& key) { return Hash2018<K>()(key); }
 
-  const V* find(const K& key) const {
-    auto it = map_.find(key);
-    return it == map_.end() ? nullptr : &it->second;
+  const V* find(const K& key) const { return find(key, hashOf(key)); }
+  V* find(const K& key) { return find(key, hashOf(key)); }
+  // With the key's hash already at hand (hashOf).
+  const V* find(const K& key, std::size_t hash) const {
+    const Node* node = lookup(key, hash);
+    return node ? &node->member.second : nullptr;
   }
-  V* find(const K& key) {
-    auto it = map_.find(key);
-    return it == map_.end() ? nullptr : &it->second;
+  V* find(const K& key, std::size_t hash) {
+    Node* node = lookup(key, hash);
+    return node ? &node->member.second : nullptr;
   }
+
   // Inserts or replaces; returns true when the stored value changed or a member was added.
   bool insert(const K& key, const V& value) {
-    auto [it, added] = map_.try_emplace(key, value);
-    if (added) return true;
-    if (it->second == value) return false;
-    it->second = value;
+    const std::size_t hash = hashOf(key);
+    if (V* stored = find(key, hash)) {
+      if (*stored == value) return false;
+      *stored = value;
+      return true;
+    }
+    if (size_ >= buckets_.size()) grow();
+    Node* node = spare_ ? std::exchange(spare_, spare_->next) : new Node;
+    node->member = {key, value};
+    Node*& head = buckets_[hash & (buckets_.size() - 1)];
+    node->next = head;
+    head = node;
+    ++size_;
     return true;
   }
-  bool erase(const K& key) { return map_.erase(key) != 0; }
-  void clear() { map_.clear(); }
-  std::size_t size() const { return map_.size(); }
-  bool empty() const { return map_.empty(); }
 
-  const_iterator begin() const { return map_.begin(); }
-  const_iterator end() const { return map_.end(); }
+  bool erase(const K& key) {
+    if (buckets_.empty()) return false;
+    for (Node** link = &buckets_[hashOf(key) & (buckets_.size() - 1)]; *link;
+         link = &(*link)->next) {
+      if ((*link)->member.first != key) continue;
+      Node* node = *link;
+      *link = node->next;
+      node->next = std::exchange(spare_, node);
+      --size_;
+      return true;
+    }
+    return false;
+  }
+
+  void clear() {
+    for (Node*& head : buckets_) {
+      while (Node* node = head) {
+        head = node->next;
+        node->next = std::exchange(spare_, node);
+      }
+    }
+    size_ = 0;
+  }
+
+  std::size_t size() const { return size_; }
+  bool empty() const { return size_ == 0; }
+
+  const_iterator begin() const { return const_iterator(this, 0); }
+  const_iterator end() const { return const_iterator(); }
 
   // Calls f(key, value) for every member; f may delete the member it is given, but must not
-  // insert (a rehash would lose the iteration's place).
+  // insert (the buckets may grow and the iteration lose its place).
   template <class F>
   void forEachSafe(F&& f) {
-    for (auto it = map_.begin(); it != map_.end();) {
-      auto next = std::next(it);
-      f(it->first, it->second);
-      it = next;
+    for (std::size_t bucket = 0; bucket < buckets_.size(); ++bucket) {
+      for (Node* node = buckets_[bucket]; node;) {
+        Node* next = node->next;
+        f(static_cast<const K&>(node->member.first), node->member.second);
+        node = next;
+      }
     }
   }
 
  private:
-  Map map_;
+  Node* lookup(const K& key, std::size_t hash) const {
+    if (buckets_.empty()) return nullptr;
+    Node* node = buckets_[hash & (buckets_.size() - 1)];
+    while (node && node->member.first != key) node = node->next;
+    return node;
+  }
+
+  void grow() {
+    std::vector<Node*> old(buckets_.empty() ? 8 : buckets_.size() * 2, nullptr);
+    old.swap(buckets_);
+    for (Node* node : old) {
+      while (node) {
+        Node* next = node->next;
+        Node*& head = buckets_[hashOf(node->member.first) & (buckets_.size() - 1)];
+        node->next = head;
+        head = node;
+        node = next;
+      }
+    }
+  }
+
+  std::vector<Node*> buckets_;
+  Node* spare_ = nullptr;
+  std::size_t size_ = 0;
 };
 
 }  // namespace Kel
