@@ -8,7 +8,8 @@ SHELL := /bin/bash
 # Everything the builds, tests, fuzzers, benchmarks and formatting need. Append; keep one list.
 DEBIAN_PACKAGES := cmake ninja-build g++ clang libclang-rt-14-dev libgtest-dev libgmock-dev \
   googletest libbenchmark-dev pkg-config libxxhash-dev clang-format gnuplot-nox \
-  pybind11-dev python3-pytest python3-dev python3-hypothesis libcli11-dev nlohmann-json3-dev
+  pybind11-dev python3-pytest python3-dev python3-hypothesis libcli11-dev nlohmann-json3-dev \
+  valgrind
 
 BUILD_ROOT := build
 RELEASE_DIR := $(BUILD_ROOT)/release
@@ -20,6 +21,8 @@ BENCH_DIR := $(BUILD_ROOT)/bench
 # What `make demo` runs once it is built.
 DEMO_BIN ?= $(RELEASE_DIR)/tools/sim/morvik_sim
 DEMO_ARGS ?= --plot $(BUILD_ROOT)/demo-timeline.png
+# Every benchmark's figure is the median of three repetitions: the machines are shared and noisy.
+BENCH_ARGS ?= --benchmark_repetitions=3 --benchmark_report_aggregates_only=true
 # Seconds each fuzz target runs.
 FUZZ_TIME ?= 30
 # The property test of the Python module's checked surface: `make test` runs a few batches with a
@@ -170,7 +173,9 @@ bench: deps
 	cmake --build $(BENCH_DIR)
 	@benches=$$(find $(BENCH_DIR)/bench -maxdepth 1 -type f -name '*_bench' -perm -u+x 2>/dev/null | sort); \
 	if [ -z "$$benches" ]; then echo "bench: no bench/*_bench.cpp yet; nothing to run"; exit 0; fi; \
-	for bench in $$benches; do echo "==== $$bench"; "$$bench" || exit 1; done
+	for bench in $$benches; do echo "==== $$bench"; "$$bench" $(BENCH_ARGS) || exit 1; done
+	@echo "==== instructions of one mirrored write (noise-free)"
+	bench/write_instructions.sh $(BENCH_DIR)/bench/MorvikMemory_bench
 
 format: deps
 	$(CLANG_FORMAT) -i $(FORMAT_FILES)
