@@ -12,9 +12,9 @@
 
 #include "Kel/Hex.h"
 #include "Kel/Trace.h"
-#include "Kel/TraceCapture.h"
 #include "Kel/TraceHandle.h"
 #include "Kel/TraceSetting.h"
+#include "support/Capture.h"
 
 namespace {
 
@@ -85,7 +85,7 @@ class KelTrace : public ::testing::Test {
   ScopedEnv env_;
   ScopedEnv file_;
   Kel::TraceHandle handle_{"KelTraceTest", false};
-  Kel::TraceCapture capture_;
+  MorvikTest::TraceCapture capture_;
 };
 
 int calls = 0;

@@ -1,9 +1,11 @@
 #include "Kel/LogHandle.h"
 
+#include <unistd.h>
+
 #include <cmath>
 #include <string>
 
-#include "Kel/LogSink.h"
+#include "Kel/Sink.h"
 #include "Kel/System.h"
 
 namespace Kel {
@@ -95,7 +97,15 @@ void LogHandle::forgetClosedWindows(double now) {
 
 void LogHandle::log(U32 hash, const String& message, int count) {
   emitted_.fetch_add(1, std::memory_order_relaxed);
-  LogSink::deliver({name_.stdString(), severity_, message.stdString(), count, hash});
+  std::lock_guard<std::mutex> lock(outputMutex());
+  if (LogSink* sink = logSink()) {
+    sink->entryIs({name_.stdString(), severity_, message.stdString(), count, hash});
+    return;
+  }
+  std::string line = name_.stdString() + " (severity " + std::to_string(severity_) + "): ";
+  line.append(message.view());
+  if (count > 1) line += " (" + std::to_string(count) + " times)";
+  writeAll(STDERR_FILENO, line + '\n');
 }
 
 }  // namespace Kel

@@ -28,7 +28,7 @@ inline constexpr char CallSupportIfPersists[] =
 //   arguments are limited separately; zero limits every event of the handle together.
 // Time is Kel::System::currentTime(), so virtual time drives the limit in tests.
 //
-// Emitted messages go to the installed LogSink, or to standard error as one line
+// Emitted messages go to the LogSink in force, or to standard error as one line
 // "<name> (severity <n>): <message>".
 class LogHandle {
  public:

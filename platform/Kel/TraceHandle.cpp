@@ -3,27 +3,16 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <cstdlib>
 #include <mutex>
 #include <string>
 
+#include "Kel/Sink.h"
 #include "Kel/TraceSetting.h"
-#include "Kel/TraceSink.h"
 
 namespace Kel {
 
 namespace {
-
-void writeAll(int fd, std::string_view text) {
-  while (!text.empty()) {
-    const ssize_t written = ::write(fd, text.data(), text.size());
-    if (written < 0 && errno == EINTR) continue;
-    // Tracing must never take the process down: a full disk loses the line, nothing more.
-    if (written <= 0) return;
-    text.remove_prefix(static_cast<std::size_t>(written));
-  }
-}
 
 void formatLine(std::string& line, const String& handle, int level, const char* file,
                 const char* function, std::string_view text) {
@@ -41,7 +30,7 @@ TraceHandle::TraceHandle(String name, bool allLevelsOn)
 }
 
 TraceHandle::~TraceHandle() {
-  std::lock_guard<std::mutex> lock(TraceSink::outputMutex());
+  std::lock_guard<std::mutex> lock(outputMutex());
   closeFile();
 }
 
@@ -63,7 +52,7 @@ void TraceHandle::reconfigure() {
   const char* setting = std::getenv("KEL_TRACE");
   const U32 fromEnvironment = setting ? TraceSetting::levels(setting, name_.view()) : 0;
   levels_.store((allLevelsOn_ ? ~U32{0} : 0) | fromEnvironment, std::memory_order_relaxed);
-  std::lock_guard<std::mutex> lock(TraceSink::outputMutex());
+  std::lock_guard<std::mutex> lock(outputMutex());
   closeFile();
   openFile();
 }
@@ -84,8 +73,8 @@ void TraceHandle::emit(int level, const char* file, int line, const char* functi
   // Built outside the lock; the buffer keeps its capacity, so a steady trace allocates nothing.
   thread_local std::string formatted;
   formatLine(formatted, name_, level, file, function, text);
-  std::lock_guard<std::mutex> lock(TraceSink::outputMutex());
-  if (TraceSink* sink = TraceSink::installed()) {
+  std::lock_guard<std::mutex> lock(outputMutex());
+  if (TraceSink* sink = traceSink()) {
     sink->entryIs({name_.stdString(), level, file ? file : "", line, function ? function : "",
                    std::string(text)});
     return;

@@ -14,7 +14,7 @@ namespace Kel {
 // The operator chooses levels through the environment: "KEL_TRACE" (see TraceSetting for its form)
 // is read when the handle is built and again by reconfigure(). Lines go to the file named by
 // "KEL_TRACE_FILE" (appended to), or to standard error when it is unset or cannot be opened; while
-// a TraceSink is installed they go to the sink only.
+// a TraceSink is in force they go to the sink only.
 //
 // A line reads "<handle>/<level> <file> <function>: <text>" and is written with one system call
 // under a process-wide lock, so lines from different threads never interleave.

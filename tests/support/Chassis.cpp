@@ -177,7 +177,7 @@ void Chassis::traceLevelsIs(std::initializer_list<int> levels) {
   for (int level : levels) MorvikLib::traceHandle().levelIs(level, true);
 }
 
-std::vector<std::string> Chassis::traces(const Kel::TraceCapture& capture,
+std::vector<std::string> Chassis::traces(const MorvikTest::TraceCapture& capture,
                                          const std::string& prefix) {
   std::vector<std::string> found;
   for (const std::string& text : capture.texts())
