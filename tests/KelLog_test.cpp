@@ -7,10 +7,10 @@
 #include <vector>
 
 #include "Kel/Log.h"
-#include "Kel/LogCapture.h"
 #include "Kel/LogHandle.h"
 #include "Kel/Name.h"
 #include "Kel/System.h"
+#include "support/Capture.h"
 
 namespace {
 
@@ -37,7 +37,7 @@ class KelLog : public ::testing::Test {
     }
   }
 
-  Kel::LogCapture capture_;
+  MorvikTest::LogCapture capture_;
 };
 
 // The first number is the interval in seconds (5 minutes when not positive), the second the burst
@@ -56,7 +56,7 @@ TEST_F(KelLog, LastByteMakesTheArgumentPartOfTheKey) {
   for (Kel::LogHandle* log : {&perArg, &shared}) {
     for (const char* audit : {"audit1", "audit2", "audit1"}) Kel::log(*log, Kel::Name(audit));
   }
-  EXPECT_EQ(capture_.messages(),
+  EXPECT_EQ(capture_.texts(),
             (std::vector<std::string>{"event for audit1", "event for audit2", "event for audit1"}));
   EXPECT_EQ(perArg.suppressed(), 1u);
   EXPECT_EQ(shared.suppressed(), 2u);
@@ -84,13 +84,13 @@ TEST_F(KelLog, SuppressedEventFormatsNothing) {
 }
 
 TEST_F(KelLog, WithoutACaptureLinesGoToStandardError) {
-  Kel::LogSink::uninstall(&capture_);
+  Kel::LogSink* const replaced = Kel::exchangeSink(static_cast<Kel::LogSink*>(nullptr));
   Kel::LogHandle log = handle(10.0, 1.0, 0);
   ::testing::internal::CaptureStderr();
   Kel::log(log, Kel::Name("audit1"));
   log.log(5, "direct", 3);
   const std::string text = ::testing::internal::GetCapturedStderr();
-  Kel::LogSink::install(&capture_);
+  Kel::exchangeSink(replaced);
   EXPECT_EQ(text,
             "KEL_LOG_TEST (severity 3): event for audit1\n"
             "KEL_LOG_TEST (severity 3): direct (3 times)\n");

@@ -17,9 +17,9 @@
 #include <vector>
 
 #include "Kel/Exception.h"
-#include "Kel/TraceCapture.h"
 #include "MorvikLib/Trace.h"
 #include "ostra/ostra.h"
+#include "support/Capture.h"
 
 namespace {
 
@@ -72,11 +72,12 @@ Lines hardwareLines(U64 paddr, U64 size) {
 
 // Death tests cannot hand captured lines back, so inside one the lines go to standard error.
 struct EchoSink : Kel::TraceSink {
-  EchoSink() { install(this); }
-  ~EchoSink() override { uninstall(this); }
-  void entryIs(const Entry& e) override {
+  EchoSink() : replaced(Kel::exchangeSink(this)) {}
+  ~EchoSink() override { Kel::exchangeSink(replaced); }
+  void entryIs(const Kel::TraceEntry& e) override {
     std::fprintf(stderr, "%s\n", line(e.level, e.function, e.text).c_str());
   }
+  Kel::TraceSink* const replaced;
 };
 
 // Traces at levels 0 and 5 are captured; every test starts on a simulated machine of its own and
@@ -133,7 +134,7 @@ class MemMapTest : public testing::Test {
     return 0;
   }
 
-  Kel::TraceCapture capture_;
+  MorvikTest::TraceCapture capture_;
   std::string file_;
   U32 savedLevels_ = 0;
   std::optional<std::string> savedVmid_;

@@ -56,7 +56,7 @@ const Step featureTrigger = [](Chassis& c) { c.status()->featureAuditTriggerIs(1
 TEST(MorvikAuditLifecycle, ConstructionMakesTwoAuditsAndKeepsTheSecond) {
   Chassis chassis(audited());
   chassis.traceLevelsIs({8});
-  Kel::TraceCapture capture;
+  MorvikTest::TraceCapture capture;
   const std::uint64_t before = auditsMade();
   chassis.buildMachines();
   EXPECT_EQ(auditsMade() - before, 2u);

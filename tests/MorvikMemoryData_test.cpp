@@ -10,9 +10,9 @@
 #include <vector>
 
 #include "Kel/Allocate.h"
-#include "Kel/TraceCapture.h"
 #include "MorvikLib/MorvikMemory.h"
 #include "MorvikLib/Trace.h"
+#include "support/Capture.h"
 #include "support/Regions.h"
 
 namespace {
@@ -136,7 +136,7 @@ TEST_F(MorvikMemoryDataTest, TracesOfTheDataPath) {
   } buffer = {{'a', 'b', 'c', 0, 'x', 'y', 'z'}, {'Q', 'Q', 'Q', 'Q'}};
   const std::string data64 = " data64 " + std::to_string(addressOf(buffer.data));
   TraceLevels levels{kLevel9};
-  Kel::TraceCapture capture;
+  MorvikTest::TraceCapture capture;
   memory_->doWrite(16, buffer.data, 7);      // the text stops at the first zero byte
   memory_->doWrite(20, buffer.data + 4, 3);  // or after `size` bytes
   EXPECT_THAT(capture.texts(),
@@ -192,7 +192,7 @@ TEST_F(MorvikMemoryDataTest, PendingChunksAreCopiedLowestFirstOnePerCall) {
   memory_->remoteCopyPendingIs(true);
   watcher_->pending.clear();
   TraceLevels levels{kLevel9};
-  Kel::TraceCapture capture;
+  MorvikTest::TraceCapture capture;
   memory_->remoteCopyChunk();
   EXPECT_TRUE(mirrored(4096, 4096) && remoteZero(5 * 4096, 4096));
   memory_->remoteCopyChunk();
@@ -215,7 +215,7 @@ TEST_F(MorvikMemoryDataTest, SyncRebuildsThePendingSetUnlessNoSyncIsSet) {
   memory_->replicationStatusIs(3 * kSize, true);  // stale, beyond both regions
   ::setenv("NOSYNC_MORVIK", "", 1);               // an empty value counts
   TraceLevels levels{1u | kLevel9};
-  Kel::TraceCapture capture;
+  MorvikTest::TraceCapture capture;
   memory_->doSync();
   ::unsetenv("NOSYNC_MORVIK");
   EXPECT_THAT(capture.texts(), ElementsAre(kSig + "doSync() NOSYNC_MORVIK "));

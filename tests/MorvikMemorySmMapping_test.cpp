@@ -11,9 +11,9 @@
 
 #include "Kel/Allocate.h"
 #include "Kel/Exception.h"
-#include "Kel/TraceCapture.h"
 #include "MorvikLib/MorvikMemorySm.h"
 #include "ostra/ostra.h"
+#include "support/Capture.h"
 #include "support/Chassis.h"
 
 namespace {
@@ -103,7 +103,7 @@ TEST(MorvikMemorySmHardwareTest, LocalSetupOpensTheDeviceFileAndFailsWithoutIt) 
   leaveSimulation(chassis, 0x100000, "/nonexistent");
   auto memory = MorvikLib::morvikMemoryFactory(Kel::Name("beta"));
   chassis.traceLevelsIs({0});
-  Kel::TraceCapture capture;
+  MorvikTest::TraceCapture capture;
   try {
     chassis.newMachine(1, memory);
     ADD_FAILURE() << "nothing was thrown";

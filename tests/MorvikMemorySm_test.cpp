@@ -101,7 +101,7 @@ TEST_P(MorvikMemorySmPasses, AResyncOfNChunksTakesNCopierPassesAndTwoToComeToRes
   }
   ASSERT_FALSE(chassis.copiesEqual());
   chassis.traceLevelsIs({9});
-  Kel::TraceCapture capture;
+  MorvikTest::TraceCapture capture;
   for (std::size_t i = 0; i < chassis.features(); ++i) chassis.memory(i)->doSync();
   EXPECT_EQ(passes(), most + 2u);
   const auto chunk = Chassis::traces(capture, "void MorvikLib::MorvikMemory::remoteCopyChunk()");

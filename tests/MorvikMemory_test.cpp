@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "Kel/Allocate.h"
-#include "Kel/TraceCapture.h"
 #include "MorvikLib/Trace.h"
+#include "support/Capture.h"
 #include "support/Regions.h"
 
 namespace {
@@ -121,7 +121,7 @@ class MorvikMemoryMappingTest : public MorvikMemoryTest,
   }
   U32 savedLevels_ = MorvikLib::traceHandle().levels();
   Regions regions_{GetParam(), 64 * 1024, 64 * 1024};
-  Kel::TraceCapture capture_;
+  MorvikTest::TraceCapture capture_;
   std::vector<U64> mapped_;
 };
 

@@ -1,36 +1,28 @@
 #ifndef KEL_HEX_H
 #define KEL_HEX_H
 
-#include <ios>
+#include <charconv>
 #include <ostream>
+#include <string_view>
 
 #include "Kel/Types.h"
 
 namespace Kel {
 
-// A number streamed in lower-case hex without "0x"; the stream's own base and flags are left as
-// they were, so the fragments after it stay decimal.
-class Hex {
- public:
-  explicit constexpr Hex(U64 value) : value_(value) {}
-  U64 value() const { return value_; }
-
- private:
-  U64 value_;
+// A number streamed in lower-case hex without "0x"; the stream's own base and flags are neither
+// used nor changed, so the fragments after it stay decimal.
+struct Hex {
+  U64 value;
 };
 
 inline constexpr Hex hex(U64 value) {
-  return Hex(value);
+  return Hex{value};
 }
 
 inline std::ostream& operator<<(std::ostream& out, Hex number) {
-  const std::ios_base::fmtflags saved = out.flags();
-  out.flags(
-      (saved & ~(std::ios_base::basefield | std::ios_base::showbase | std::ios_base::uppercase)) |
-      std::ios_base::hex);
-  out << number.value();
-  out.flags(saved);
-  return out;
+  char digits[16];
+  const char* end = std::to_chars(digits, digits + sizeof digits, number.value, 16).ptr;
+  return out << std::string_view(digits, static_cast<std::size_t>(end - digits));
 }
 
 }  // namespace Kel

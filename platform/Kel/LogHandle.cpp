@@ -1,21 +1,19 @@
 #include "Kel/LogHandle.h"
 
+#include <unistd.h>
+
 #include <cmath>
 #include <string>
 
-#include "Kel/LogSink.h"
+#include "Kel/Sink.h"
 #include "Kel/System.h"
 
 namespace Kel {
 
 namespace {
 
-// Windows of keys that no longer log are dropped once this many pile up, so per-argument keys
-// cannot grow the table without bound.
-constexpr std::size_t kWindowsBeforeCleanup = 1024;
-
 double intervalInForce(double interval) {
-  return interval > 0.0 ? interval : LogHandle::kDefaultInterval;
+  return interval > 0.0 ? interval : 300.0;
 }
 
 U32 burstInForce(double burst) {
@@ -26,14 +24,11 @@ U32 burstInForce(double burst) {
 
 }  // namespace
 
-LogHandle::LogHandle(String name, int severity, String format, String explanation,
-                     String recommendedAction, double interval, double burst,
-                     unsigned char rateLimitArgs)
+LogHandle::LogHandle(String name, int severity, String format, String, String, double interval,
+                     double burst, unsigned char rateLimitArgs)
     : name_(std::move(name)),
       severity_(severity),
       format_(std::move(format)),
-      explanation_(std::move(explanation)),
-      recommendedAction_(std::move(recommendedAction)),
       interval_(intervalInForce(interval)),
       burst_(burstInForce(burst)),
       rateLimitArgs_(rateLimitArgs),
@@ -47,22 +42,7 @@ U32 LogHandle::keyHash(std::string_view argText) const {
 }
 
 String LogHandle::message(std::string_view argText) const {
-  const std::string_view format = format_.view();
-  std::string result;
-  result.reserve(format.size() + argText.size());
-  for (std::size_t i = 0; i < format.size(); ++i) {
-    const bool directive = format[i] == '%' && i + 1 < format.size();
-    if (directive && format[i + 1] == 's') {
-      result.append(argText);
-      ++i;
-    } else if (directive && format[i + 1] == '%') {
-      result.push_back('%');
-      ++i;
-    } else {
-      result.push_back(format[i]);
-    }
-  }
-  return String(result);
+  return format(format_.charPtr(), std::string(argText).c_str());
 }
 
 bool LogHandle::okToLog(U32 hash) {
@@ -73,9 +53,6 @@ bool LogHandle::okToLog(U32 hash) {
   // clock): it is closed, not open for ever.
   if (found == windows_.end() || now >= found->second.start + interval_ ||
       now < found->second.start) {
-    if (found == windows_.end() && windows_.size() >= kWindowsBeforeCleanup) {
-      forgetClosedWindows(now);
-    }
     windows_[hash] = Window{now, 1};
     return true;
   }
@@ -87,15 +64,17 @@ bool LogHandle::okToLog(U32 hash) {
   return false;
 }
 
-void LogHandle::forgetClosedWindows(double now) {
-  std::erase_if(windows_, [&](const auto& member) {
-    return now >= member.second.start + interval_ || now < member.second.start;
-  });
-}
-
 void LogHandle::log(U32 hash, const String& message, int count) {
   emitted_.fetch_add(1, std::memory_order_relaxed);
-  LogSink::deliver({name_.stdString(), severity_, message.stdString(), count, hash});
+  std::lock_guard<std::mutex> lock(outputMutex());
+  if (LogSink* sink = logSink()) {
+    sink->entryIs({name_.stdString(), severity_, message.stdString(), count, hash});
+    return;
+  }
+  std::string line = name_.stdString() + " (severity " + std::to_string(severity_) + "): ";
+  line.append(message.view());
+  if (count > 1) line += " (" + std::to_string(count) + " times)";
+  writeAll(STDERR_FILENO, line + '\n');
 }
 
 }  // namespace Kel

@@ -28,22 +28,18 @@ inline constexpr char CallSupportIfPersists[] =
 //   arguments are limited separately; zero limits every event of the handle together.
 // Time is Kel::System::currentTime(), so virtual time drives the limit in tests.
 //
-// Emitted messages go to the installed LogSink, or to standard error as one line
+// The format is a printf format with one "%s" for the argument. The explanation and the
+// recommended action tell operators what to do about the event; the stand-in prints neither.
+// Emitted messages go to the LogSink in force, or to standard error as one line
 // "<name> (severity <n>): <message>".
 class LogHandle {
  public:
-  static constexpr double kDefaultInterval = 300.0;
-
   LogHandle(String name, int severity, String format, String explanation, String recommendedAction,
             double interval, double burst, unsigned char rateLimitArgs);
   LogHandle(const LogHandle&) = delete;
   LogHandle& operator=(const LogHandle&) = delete;
 
   const String& name() const { return name_; }
-  int severity() const { return severity_; }
-  const String& format() const { return format_; }
-  const String& explanation() const { return explanation_; }
-  const String& recommendedAction() const { return recommendedAction_; }
   // The values in force, after the defaults above are applied.
   double interval() const { return interval_; }
   U32 burst() const { return burst_; }
@@ -53,7 +49,7 @@ class LogHandle {
   // The hash of the rate-limit key for an event with this argument text: the name, followed by
   // the text when rateLimitArgs() is set. Callers combine it with idHash().
   U32 keyHash(std::string_view argText) const;
-  // The format with every "%s" replaced by argText and "%%" by "%".
+  // The format with its "%s" replaced by argText.
   String message(std::string_view argText) const;
 
   // Whether an event with this key may be emitted now; a refusal is counted as suppressed.
@@ -70,17 +66,14 @@ class LogHandle {
     double start;
     U32 passed;
   };
-  void forgetClosedWindows(double now);
 
-  String name_;
-  int severity_;
-  String format_;
-  String explanation_;
-  String recommendedAction_;
-  double interval_;
-  U32 burst_;
-  unsigned char rateLimitArgs_;
-  U32 idHash_;
+  const String name_;
+  const int severity_;
+  const String format_;
+  const double interval_;
+  const U32 burst_;
+  const unsigned char rateLimitArgs_;
+  const U32 idHash_;
 
   std::mutex mutex_;
   std::unordered_map<U32, Window> windows_;

@@ -3,91 +3,50 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <cstdlib>
 #include <mutex>
 #include <string>
 
+#include "Kel/Sink.h"
 #include "Kel/TraceSetting.h"
-#include "Kel/TraceSink.h"
 
 namespace Kel {
 
 namespace {
 
-void writeAll(int fd, std::string_view text) {
-  while (!text.empty()) {
-    const ssize_t written = ::write(fd, text.data(), text.size());
-    if (written < 0 && errno == EINTR) continue;
-    // Tracing must never take the process down: a full disk loses the line, nothing more.
-    if (written <= 0) return;
-    text.remove_prefix(static_cast<std::size_t>(written));
-  }
+U32 levelsFromEnvironment(std::string_view name) {
+  const char* setting = std::getenv("KEL_TRACE");
+  return setting ? traceLevels(setting, name) : 0;
 }
 
-void formatLine(std::string& line, const String& handle, int level, const char* file,
-                const char* function, std::string_view text) {
-  line.clear();
-  line.append(handle.view()).append("/").append(std::to_string(level)).append(" ");
-  line.append(file ? file : "").append(" ").append(function ? function : "").append(": ");
-  line.append(text).append("\n");
+int openTraceFile() {
+  const char* path = std::getenv("KEL_TRACE_FILE");
+  if (!path || !*path) return -1;
+  return ::open(path, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
 }
 
 }  // namespace
 
 TraceHandle::TraceHandle(String name, bool allLevelsOn)
-    : name_(std::move(name)), allLevelsOn_(allLevelsOn) {
-  reconfigure();
-}
+    : name_(std::move(name)),
+      levels_((allLevelsOn ? ~U32{0} : 0) | levelsFromEnvironment(name_.view())),
+      fd_(openTraceFile()) {}
 
 TraceHandle::~TraceHandle() {
-  std::lock_guard<std::mutex> lock(TraceSink::outputMutex());
-  closeFile();
-}
-
-void TraceHandle::levelIs(int level, bool on) {
-  if (static_cast<unsigned>(level) >= kLevels) return;
-  const U32 bit = U32{1} << level;
-  if (on) {
-    levels_.fetch_or(bit, std::memory_order_relaxed);
-  } else {
-    levels_.fetch_and(~bit, std::memory_order_relaxed);
-  }
-}
-
-void TraceHandle::allLevelsIs(bool on) {
-  levels_.store(on ? ~U32{0} : 0, std::memory_order_relaxed);
-}
-
-void TraceHandle::reconfigure() {
-  const char* setting = std::getenv("KEL_TRACE");
-  const U32 fromEnvironment = setting ? TraceSetting::levels(setting, name_.view()) : 0;
-  levels_.store((allLevelsOn_ ? ~U32{0} : 0) | fromEnvironment, std::memory_order_relaxed);
-  std::lock_guard<std::mutex> lock(TraceSink::outputMutex());
-  closeFile();
-  openFile();
-}
-
-void TraceHandle::openFile() {
-  const char* path = std::getenv("KEL_TRACE_FILE");
-  if (!path || !*path) return;
-  fd_ = ::open(path, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
-}
-
-void TraceHandle::closeFile() {
   if (fd_ >= 0) ::close(fd_);
-  fd_ = -1;
 }
 
 void TraceHandle::emit(int level, const char* file, int line, const char* function,
                        std::string_view text) {
+  file = file ? file : "";
+  function = function ? function : "";
   // Built outside the lock; the buffer keeps its capacity, so a steady trace allocates nothing.
   thread_local std::string formatted;
-  formatLine(formatted, name_, level, file, function, text);
-  std::lock_guard<std::mutex> lock(TraceSink::outputMutex());
-  if (TraceSink* sink = TraceSink::installed()) {
-    sink->entryIs({name_.stdString(), level, file ? file : "", line, function ? function : "",
-                   std::string(text)});
+  formatted.assign(name_.view()).append("/").append(std::to_string(level)).append(" ");
+  formatted.append(file).append(" ").append(function).append(": ").append(text).append("\n");
+  std::lock_guard<std::mutex> lock(outputMutex());
+  if (TraceSink* sink = traceSink()) {
+    sink->entryIs({name_.stdString(), level, file, line, function, std::string(text)});
     return;
   }
   writeAll(fd_ >= 0 ? fd_ : STDERR_FILENO, formatted);

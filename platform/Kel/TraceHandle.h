@@ -11,13 +11,13 @@ namespace Kel {
 
 // A named trace facility with 32 levels that are switched on and off at run time.
 //
-// The operator chooses levels through the environment: "KEL_TRACE" (see TraceSetting for its form)
-// is read when the handle is built and again by reconfigure(). Lines go to the file named by
-// "KEL_TRACE_FILE" (appended to), or to standard error when it is unset or cannot be opened; while
-// a TraceSink is installed they go to the sink only.
+// The operator chooses levels through the environment: "KEL_TRACE" (see TraceSetting.h for its
+// form) is read when the handle is built. Lines go to the file named by "KEL_TRACE_FILE"
+// (appended to), or to standard error when it is unset or cannot be opened; while a TraceSink is
+// in force they go to the sink only.
 //
 // A line reads "<handle>/<level> <file> <function>: <text>" and is written with one system call
-// under a process-wide lock, so lines from different threads never interleave.
+// under the output lock, so lines from different threads never interleave.
 class TraceHandle {
  public:
   static constexpr int kLevels = 32;
@@ -28,38 +28,26 @@ class TraceHandle {
   TraceHandle(const TraceHandle&) = delete;
   TraceHandle& operator=(const TraceHandle&) = delete;
 
-  const String& name() const { return name_; }
-  bool allLevelsOn() const { return allLevelsOn_; }
-
   // Asked on every trace statement, so it stays one load and a mask test. Levels outside 0..31
   // are never enabled.
   bool enabled(int level) const {
     return static_cast<unsigned>(level) < kLevels &&
            ((levels_.load(std::memory_order_relaxed) >> level) & 1u);
   }
+  // All 32 levels at once, bit n for level n, so a caller can save them and put them back.
   U32 levels() const { return levels_.load(std::memory_order_relaxed); }
-  void levelIs(int level, bool on);
-  void allLevelsIs(bool on);
-  // Sets all 32 levels at once, bit n for level n: lets a caller save levels() and put it back.
   void levelsIs(U32 levels) { levels_.store(levels, std::memory_order_relaxed); }
+  void allLevelsIs(bool on) { levelsIs(on ? ~U32{0} : 0); }
 
-  // Reads the environment again. Levels set by levelIs() or allLevelsIs() since are dropped: the
-  // operator's setting wins.
-  void reconfigure();
-
-  // Writes one line (or hands it to the installed sink), whether or not the level is enabled:
+  // Writes one line (or hands it to the sink in force), whether or not the level is enabled:
   // callers have asked enabled() already.
   void emit(int level, const char* file, int line, const char* function, std::string_view text);
 
  private:
-  void openFile();
-  void closeFile();
-
-  String name_;
-  bool allLevelsOn_;
-  std::atomic<U32> levels_{0};
-  // The KEL_TRACE_FILE descriptor, or -1 for standard error; guarded by the output lock.
-  int fd_ = -1;
+  const String name_;
+  std::atomic<U32> levels_;
+  // The KEL_TRACE_FILE descriptor, or -1 for standard error.
+  const int fd_;
 };
 
 }  // namespace Kel

@@ -11,22 +11,16 @@ TraceMessage& TraceHelper::threadMessage() {
 
 TraceMessage* TraceHelper::create(TraceHandle& handle, int level, TraceScratch& scratch) {
   TraceMessage* message = &threadMessage();
-  if (message->inUse_) {
-    message = new (scratch.storage()) TraceMessage;
-  } else {
-    message->threadOwned_ = true;
-  }
+  if (message->inUse_) message = new (scratch.storage()) TraceMessage;
   message->inUse_ = true;
   message->reset(handle, level);
   return message;
 }
 
 void TraceHelper::destroy(TraceMessage* message) {
-  if (!message) return;
-  if (message->threadOwned_) {
-    message->buffer_.trim();
+  if (message == &threadMessage()) {
     message->inUse_ = false;
-  } else {
+  } else if (message) {
     message->~TraceMessage();
   }
 }

@@ -19,6 +19,7 @@ class TraceHelper {
 
  private:
   static TraceMessage* create(TraceHandle& handle, int level, TraceScratch& scratch);
+  // The calling thread's reusable message.
   static TraceMessage& threadMessage();
 };
 

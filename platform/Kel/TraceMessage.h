@@ -2,9 +2,7 @@
 #define KEL_TRACEMESSAGE_H
 
 #include <ostream>
-#include <string_view>
-
-#include "Kel/TraceBuffer.h"
+#include <sstream>
 
 namespace Kel {
 
@@ -19,27 +17,21 @@ class TraceMessage {
   TraceMessage& operator=(const TraceMessage&) = delete;
 
   std::ostream& stream() { return stream_; }
-  std::string_view text() const { return buffer_.text(); }
-  TraceHandle& handle() const { return *handle_; }
-  int level() const { return level_; }
-
   void trace(const char* file, int line, const char* function);
 
  private:
   friend class TraceHelper;
 
-  TraceMessage();
+  TraceMessage() = default;
   ~TraceMessage() = default;
   // Starts a new line with the stream in its default state: a previous message that switched to
   // hex, or set a width, must not leak into this one.
   void reset(TraceHandle& handle, int level);
 
-  TraceBuffer buffer_;
-  std::ostream stream_;
+  std::ostringstream stream_;
   TraceHandle* handle_ = nullptr;
   int level_ = 0;
-  // Whether this is the calling thread's reusable message, which is handed out once at a time.
-  bool threadOwned_ = false;
+  // Whether the calling thread's reusable message is handed out; it is, once at a time.
   bool inUse_ = false;
 };
 

@@ -7,7 +7,7 @@ namespace Kel {
 
 // Room for one trace message on the caller's stack. Each thread reuses one message of its own;
 // a trace written while that one is busy (a streamed operand that traces itself) is built here
-// instead, so nesting costs no heap block for the message. Left uninitialised on purpose: a
+// instead, so nesting needs no heap block for the message object. Left uninitialised on purpose: a
 // disabled trace must not pay for clearing it.
 class TraceScratch {
  public:

@@ -1,4 +1,4 @@
-// Times the enclosing scope in counter cycles and records them into a call site's descriptor.
+// Times the enclosing scope in counter cycles and hands them to the recorder of its descriptor.
 #pragma once
 
 #include <cstdint>
@@ -8,11 +8,12 @@
 
 namespace Tralux {
 
-// Everything is inline: a timed block must cost two counter reads and a handful of plain stores.
-// The destructor records on every way out of the scope, an exception included.
+// Everything is inline: a timed block costs two counter reads and one load of the recorder, with
+// no lock, no allocation and no formatting. The destructor records on every way out of the scope,
+// an exception included.
 class BlockTimer {
  public:
-  explicit BlockTimer(MsgDesc& desc) noexcept
+  explicit BlockTimer(const MsgDesc& desc) noexcept
       : desc_(desc.enabled() ? &desc : nullptr), start_(desc_ != nullptr ? readTsc() : 0) {}
   BlockTimer(const BlockTimer&) = delete;
   BlockTimer& operator=(const BlockTimer&) = delete;
@@ -26,7 +27,7 @@ class BlockTimer {
   }
 
  private:
-  MsgDesc* const desc_;
+  const MsgDesc* const desc_;
   const std::uint64_t start_;
 };
 

@@ -3,49 +3,28 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "Tralux/CallSites.h"
-#include "Tralux/TraceFile.h"
-
 namespace Tralux {
 
-namespace {
+std::atomic<MsgDesc::Recorder> MsgDesc::recorder_{nullptr};
 
-[[noreturn]] void failAssertion(const char* condition) {
-  std::fprintf(stderr, "Tralux assertion failed: %s\n", condition);
-  std::abort();
-}
-
-}  // namespace
-
-MsgDesc::MsgDesc(TraceFile* traceFile, std::uint32_t* messageId, const char* file, int line,
-                 bool enabled)
-    : traceFile_(traceFile),
-      messageIdOut_(messageId),
-      file_(file ? file : ""),
-      line_(line),
-      enabled_(enabled) {}
-
-MsgDesc::~MsgDesc() {
-  if (finished()) detail::unregisterCallSite(this);
-}
-
-MsgDesc& MsgDesc::operator<<(const char* piece) {
-  return *this << std::string_view(piece ? piece : "");
-}
+MsgDesc::MsgDesc(TraceFile*, std::uint32_t* messageId, const char*, int, bool enabled)
+    : messageIdOut_(messageId), enabled_(enabled) {}
 
 MsgDesc& MsgDesc::operator<<(std::string_view piece) {
-  if (finished()) failAssertion("!finished()");
+  if (messageId_ != 0) {
+    std::fprintf(stderr, "Tralux assertion failed: %s\n", "!finished()");
+    std::abort();
+  }
   text_.append(piece);
   return *this;
 }
 
 // Runs once, inside the call site's static initialisation, so it needs no guard of its own.
 void MsgDesc::finish() {
-  if (finished()) return;
-  messageId_ = detail::nextMessageId();
+  if (messageId_ != 0) return;
+  static std::atomic<std::uint32_t> lastId{0};
+  messageId_ = lastId.fetch_add(1, std::memory_order_relaxed) + 1;
   if (messageIdOut_ != nullptr) *messageIdOut_ = messageId_;
-  if (traceFile_ != nullptr) traceFile_->messageDeclared();
-  detail::registerCallSite(this);
 }
 
 }  // namespace Tralux

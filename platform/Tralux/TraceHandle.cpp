@@ -1,8 +1,6 @@
 #include "Tralux/TraceHandle.h"
 
 #include <atomic>
-#include <thread>
-#include <utility>
 
 namespace Tralux {
 
@@ -23,32 +21,20 @@ std::uint64_t nextHandleSerial() {
 
 }  // namespace
 
-TraceHandle::TraceHandle(std::string name) : name_(std::move(name)), serial_(nextHandleSerial()) {}
-
-TraceHandle::~TraceHandle() = default;
+TraceHandle::TraceHandle() : serial_(nextHandleSerial()) {}
 
 TraceFile* TraceHandle::mtTraceFile() {
   for (const ThreadFile& entry : threadFiles) {
     if (entry.handleSerial == serial_) return entry.file;
   }
-  TraceFile* file = createTraceFile();
+  std::lock_guard<std::mutex> lock(mutex_);
+  TraceFile* file = files_.emplace_back(std::make_unique<TraceFile>()).get();
   threadFiles.push_back({serial_, file});
   return file;
 }
 
-std::size_t TraceHandle::traceFileCount() const {
-  std::lock_guard<std::mutex> lock(mutex_);
-  return files_.size();
-}
-
-TraceFile* TraceHandle::createTraceFile() {
-  std::lock_guard<std::mutex> lock(mutex_);
-  files_.push_back(std::make_unique<TraceFile>(*this, std::this_thread::get_id()));
-  return files_.back().get();
-}
-
 TraceHandle& defaultTraluxHandle() {
-  static TraceHandle handle("default");
+  static TraceHandle handle;
   return handle;
 }
 

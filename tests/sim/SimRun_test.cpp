@@ -77,6 +77,7 @@ TEST_F(SimRun, EachRepairGetsTheCreditForTheCorruptionItHealed) {
     EXPECT_TRUE(r.passed()) << (r.failures.empty() ? "" : r.failures.front());
     EXPECT_EQ(r.corruptions.auditFindings, c.cause == HealCause::audit ? 1u : 0u);
     EXPECT_EQ(r.audit.repairs, c.repairs);
+    EXPECT_EQ(r.doWrite.count, r.workload.ops[0] + r.workload.ops[1]) << "this run's doWrites";
   }
 }
 

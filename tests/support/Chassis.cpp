@@ -173,11 +173,12 @@ void Chassis::envIs(const char* name, const char* value) {
 
 void Chassis::traceLevelsIs(std::initializer_list<int> levels) {
   if (!savedLevels_) savedLevels_ = MorvikLib::traceHandle().levels();
-  MorvikLib::traceHandle().allLevelsIs(false);
-  for (int level : levels) MorvikLib::traceHandle().levelIs(level, true);
+  U32 mask = 0;
+  for (int level : levels) mask |= U32{1} << level;
+  MorvikLib::traceHandle().levelsIs(mask);
 }
 
-std::vector<std::string> Chassis::traces(const Kel::TraceCapture& capture,
+std::vector<std::string> Chassis::traces(const MorvikTest::TraceCapture& capture,
                                          const std::string& prefix) {
   std::vector<std::string> found;
   for (const std::string& text : capture.texts())

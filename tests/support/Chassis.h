@@ -10,9 +10,9 @@
 #include <vector>
 
 #include "Kel/Dir.h"
-#include "Kel/TraceCapture.h"
 #include "Kel/Types.h"
 #include "MorvikLib/MorvikMemorySm.h"
+#include "support/Capture.h"
 
 namespace MorvikTest {
 
@@ -76,7 +76,7 @@ class Chassis {
   void envIs(const char* name, const char* value);
   void traceLevelsIs(std::initializer_list<int> levels);
   // The captured lines that begin with prefix, the prefix taken off.
-  static std::vector<std::string> traces(const Kel::TraceCapture& capture,
+  static std::vector<std::string> traces(const MorvikTest::TraceCapture& capture,
                                          const std::string& prefix);
   static std::vector<U8> pattern(std::size_t size, U8 seed);
   // A start time past every rate-limit window the library's log handle has opened so far.

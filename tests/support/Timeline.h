@@ -6,9 +6,8 @@
 #include <utility>
 #include <vector>
 
-#include "Kel/LogSink.h"
+#include "Kel/Sink.h"
 #include "Kel/System.h"
-#include "Kel/TraceSink.h"
 
 namespace MorvikTest {
 
@@ -16,18 +15,18 @@ namespace MorvikTest {
 // own events, in the one order in which they happened, each with its framework time.
 class Timeline : public Kel::TraceSink, public Kel::LogSink {
  public:
-  explicit Timeline(std::string tracePrefix) : prefix_(std::move(tracePrefix)) {
-    Kel::TraceSink::install(this);
-    Kel::LogSink::install(this);
-  }
+  explicit Timeline(std::string tracePrefix)
+      : prefix_(std::move(tracePrefix)),
+        replacedTraces_(Kel::exchangeSink(static_cast<Kel::TraceSink*>(this))),
+        replacedLogs_(Kel::exchangeSink(static_cast<Kel::LogSink*>(this))) {}
   ~Timeline() override {
-    Kel::LogSink::uninstall(this);
-    Kel::TraceSink::uninstall(this);
+    Kel::exchangeSink(replacedLogs_);
+    Kel::exchangeSink(replacedTraces_);
   }
-  void entryIs(const Kel::TraceSink::Entry& entry) override {
+  void entryIs(const Kel::TraceEntry& entry) override {
     if (entry.text.rfind(prefix_, 0) == 0) add(entry.text);
   }
-  void entryIs(const Kel::LogSink::Entry& e) override { add("log " + e.name + ": " + e.message); }
+  void entryIs(const Kel::LogEntry& e) override { add("log " + e.name + ": " + e.text); }
   void add(const std::string& event) {
     std::lock_guard<std::mutex> lock(mutex_);
     events_.emplace_back(Kel::System::currentTime(), event);
@@ -56,6 +55,9 @@ class Timeline : public Kel::TraceSink, public Kel::LogSink {
   std::string prefix_;
   mutable std::mutex mutex_;
   std::vector<std::pair<double, std::string>> events_;
+  // Last, so that the timeline is whole before it is put in force.
+  Kel::TraceSink* const replacedTraces_;
+  Kel::LogSink* const replacedLogs_;
 };
 
 }  // namespace MorvikTest

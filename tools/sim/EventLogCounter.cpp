@@ -4,15 +4,14 @@
 
 namespace MorvikSim {
 
-EventLogCounter::EventLogCounter(Monitor& monitor) : monitor_(monitor) {
-  Kel::LogSink::install(this);
-}
+EventLogCounter::EventLogCounter(Monitor& monitor)
+    : monitor_(monitor), replaced_(Kel::exchangeSink(this)) {}
 
 EventLogCounter::~EventLogCounter() {
-  Kel::LogSink::uninstall(this);
+  Kel::exchangeSink(replaced_);
 }
 
-void EventLogCounter::entryIs(const Entry&) {
+void EventLogCounter::entryIs(const Kel::LogEntry&) {
   monitor_.eventLog();
 }
 

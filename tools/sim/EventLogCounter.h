@@ -1,13 +1,13 @@
 #ifndef MORVIK_SIM_EVENTLOGCOUNTER_H
 #define MORVIK_SIM_EVENTLOGCOUNTER_H
 
-#include "Kel/LogSink.h"
+#include "Kel/Sink.h"
 
 namespace MorvikSim {
 
 class Monitor;
 
-// Takes the library's operator event logs ("SSO_DATA_CHECKSUM_ERROR") while it is installed: the
+// Takes the library's operator event logs ("SSO_DATA_CHECKSUM_ERROR") while it lives: the
 // report counts them, and they stay off the terminal, where they would tear the progress line.
 class EventLogCounter : public Kel::LogSink {
  public:
@@ -16,10 +16,11 @@ class EventLogCounter : public Kel::LogSink {
   EventLogCounter(const EventLogCounter&) = delete;
   EventLogCounter& operator=(const EventLogCounter&) = delete;
 
-  void entryIs(const Entry& entry) override;
+  void entryIs(const Kel::LogEntry& entry) override;
 
  private:
   Monitor& monitor_;
+  Kel::LogSink* const replaced_;
 };
 
 }  // namespace MorvikSim

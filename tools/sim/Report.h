@@ -77,9 +77,6 @@ struct Report {
   const std::string& featureName(std::size_t i) const { return features.at(i).name; }
 };
 
-// Reads doWrite's figures from the tracing library's registry of timed call sites.
-LatencyFigures doWriteLatency();
-
 // Fills failures (and the note) from the figures.
 void evaluateChecks(Report& report);
 

@@ -19,6 +19,7 @@
 #include "Freshness.h"
 #include "Kel/ActivityManager.h"
 #include "Kel/System.h"
+#include "Latency.h"
 #include "Limits.h"
 #include "MemoryWatcher.h"
 #include "Monitor.h"
@@ -245,13 +246,14 @@ Report Simulator::run() {
   report.auditInterval = options_.auditInterval;
   report.rate = options_.rate;
   {
+    const LatencyRecorder latency;
     Session session(options_, layout, chooseVmid(options_), Kel::System::currentTime());
     session.start(schedule);
     session.loop();
     session.settle();
     session.fill(report);
+    report.doWrite = latency.doWrite();
   }
-  report.doWrite = doWriteLatency();
   report.wallSeconds =
       std::chrono::duration<double>(std::chrono::steady_clock::now() - wallStart).count();
   if (!wasVirtual) Kel::System::virtualTimeIs(false);
