@@ -17,6 +17,7 @@
 #include "Kel/TypeException.h"
 #include "Kel/UnhashableException.h"
 #include "MorvikLib/MorvikMemory.h"
+#include "MorvikLib/generic/GenericRegistration.h"
 #include "MorvikLib/generic/GenericTypeNames.h"
 #include "support/KelLeakCheck.h"
 #include "support/Refusals.h"
@@ -281,6 +282,18 @@ TEST_F(MorvikMemoryGenericTest, WatcherHearsEveryChangeByAttributeUntilUnregiste
   EXPECT_EQ(recorder->heard, (std::vector<std::string>{"activeSupe", "replicationStatusBitmap[7]",
                                                        "remoteMemoryChangedGenId", "deletion",
                                                        "replicationStatusBitmap[0]"}));
+}
+
+// Loading the library again registers its types again, destroying the nodes a watch began with.
+TEST_F(MorvikMemoryGenericTest, WatchOutlivesTheTypeBeingRegisteredAgain) {
+  auto recorder = Kel::allocate<Recorder>();
+  Kel::Ptr<Kel::EntityNotifiee> watch = GenericIf::watch(mem_, recorder);
+  MorvikLib::registerGenericTypes();
+  memory().remoteCopyChunkSizeIs(512);
+  memory().replicationStatusBitmapIs(3, 1);
+  watch->isRegisteredNotifieeIs(false);
+  EXPECT_EQ(recorder->heard,
+            (std::vector<std::string>{"remoteCopyChunkSize", "replicationStatusBitmap[3]"}));
 }
 
 TEST_F(MorvikMemoryGenericTest, RefusalsNameTheTypeTheAttributeAndWhatWasExpected) {

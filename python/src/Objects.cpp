@@ -2,6 +2,7 @@
 
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "Checks.h"
 #include "Convert.h"
@@ -73,20 +74,21 @@ struct Method {
   std::string name;
 };
 
-// Forwards a watched entity's changes to a Python callback as (attribute name, key or None).
+// Forwards a watched entity's changes to a Python callback as (attribute name, key or None). The
+// names are copied when the watch begins: registering the type again destroys its old node, and a
+// notification then costs an index.
 class Watcher : public Kel::GenericIfNotifiee {
  public:
-  Watcher(const Kel::GenericType& type, py::function callback)
-      : type_(type), callback_(std::move(callback)) {}
-  void onRawAttribute(U32 id) override { callback_(name(id), py::none()); }
+  Watcher(const Kel::GenericType& type, py::function callback) : callback_(std::move(callback)) {
+    for (const auto& attr : type.attributes()) names_.push_back(py::str(attr.name()));
+  }
+  void onRawAttribute(U32 id) override { callback_(names_.at(id), py::none()); }
   void onRawAttribute(U32 id, const GenericValue& key) override {
-    callback_(name(id), fromGeneric(key));
+    callback_(names_.at(id), fromGeneric(key));
   }
 
  private:
-  std::string name(U32 id) const { return type_.attributes().at(id).name(); }
-
-  const Kel::GenericType& type_;
+  std::vector<py::str> names_;
   py::function callback_;
 };
 
