@@ -83,22 +83,17 @@ class GenericTableType : public GenericType {
 
   template <class Get>
   void readable(const std::string& name, const std::string& type, Get get) {
-    bind({name, type, GenericAttribute::Kind::readable}, [this, type, get](T& self, Op& op) {
-      if (op.kind() != Op::Kind::get) refuse(op);
-      return genericWrap(type, get(self));
-    });
+    bind({name, type, GenericAttribute::Kind::readable},
+         [type, get](T& self, Op&) { return genericWrap(type, get(self)); });
   }
 
   // `set` takes the new value as the declared type's C++ type V.
   template <class V, class Get, class Set>
   void settable(const std::string& name, const std::string& type, Get get, Set set) {
-    bind({name, type, GenericAttribute::Kind::settable}, [this, type, get, set](T& self, Op& op) {
-      if (op.kind() == Op::Kind::set) {
-        set(self, op.value.template as<V>());
-        return GenericValue();
-      }
-      if (op.kind() != Op::Kind::get) refuse(op);
-      return genericWrap(type, get(self));
+    bind({name, type, GenericAttribute::Kind::settable}, [type, get, set](T& self, Op& op) {
+      if (op.kind() != Op::Kind::set) return genericWrap(type, get(self));
+      set(self, op.value.template as<V>());
+      return GenericValue();
     });
   }
 
@@ -108,7 +103,6 @@ class GenericTableType : public GenericType {
                 Call call) {
     bind({name, resultType, GenericAttribute::Kind::function, std::move(args)},
          [this, call](T& self, Op& op) {
-           if (op.kind() != Op::Kind::call) refuse(op);
            return call(self, GenericIfImpl::unwrapFunctionArgs(*this, op.attribute(), op.args));
          });
   }
@@ -127,19 +121,14 @@ class GenericTableType : public GenericType {
   void keyed(const std::string& name, const std::string& keyType, const std::string& valueType,
              Members members, Set set, Del del) {
     bind({name, valueType, GenericAttribute::Kind::keyed, {}, keyType},
-         [=, this](T& self, Op& op) -> GenericValue {
-           switch (op.kind()) {
-             case Op::Kind::memberSet:
-               set(self, op.key.template as<K>(), op.value.template as<V>());
-               return GenericValue();
-             case Op::Kind::memberDel:
-               del(self, op.key.template as<K>());
-               return GenericValue();
-             case Op::Kind::memberGet:
-             case Op::Kind::members:
-               break;
-             default:
-               refuse(op);
+         [=](T& self, Op& op) -> GenericValue {
+           if (op.kind() == Op::Kind::memberSet) {
+             set(self, op.key.template as<K>(), op.value.template as<V>());
+             return GenericValue();
+           }
+           if (op.kind() == Op::Kind::memberDel) {
+             del(self, op.key.template as<K>());
+             return GenericValue();
            }
            const bool lookup = op.kind() == Op::Kind::memberGet;
            std::optional<K> from;
@@ -152,11 +141,6 @@ class GenericTableType : public GenericType {
            }
            return GenericValue();
          });
-  }
-
-  [[noreturn]] void refuse(const Op& op) const {
-    GenericIfImpl::throwOpNotSupportedException(name(), op.attribute().name(),
-                                                "this operation is not supported");
   }
 
  private:
