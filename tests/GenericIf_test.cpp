@@ -11,13 +11,11 @@
 
 #include "Kel/Allocate.h"
 #include "Kel/Dir.h"
+#include "Kel/GenericExceptions.h"
 #include "Kel/GenericIf.h"
 #include "Kel/GenericIfImpl.h"
 #include "Kel/GenericTableType.h"
-#include "Kel/GenericTypeRegistry.h"
-#include "Kel/OpNotSupportedException.h"
-#include "Kel/TypeException.h"
-#include "Kel/UnhashableException.h"
+#include "Kel/GenericType.h"
 #include "support/KelLeakCheck.h"
 #include "support/Refusals.h"
 
@@ -61,10 +59,10 @@ TEST_F(GenericIfTest, RegistryFindsReplacesAndRemovesByName) {
   Kel::typeNodeIs(thingType("Test::Thing"));
   const Kel::GenericType* first = Kel::typeNode("Test::Thing");
   ASSERT_NE(first, nullptr);
-  std::vector<std::string> names = Kel::GenericTypeRegistry::instance().typeNames();
+  std::vector<std::string> names = Kel::typeNames();
   EXPECT_EQ(names.back(), "Test::Thing");
   Kel::typeNodeIs(thingType("Test::Thing"));
-  EXPECT_EQ(Kel::GenericTypeRegistry::instance().typeNames().size(), names.size());
+  EXPECT_EQ(Kel::typeNames().size(), names.size());
   EXPECT_NE(Kel::typeNode("Test::Thing"), first);
   Kel::typeNodeDel("Test::Thing");
   EXPECT_EQ(Kel::typeNode("Test::Thing"), nullptr);

@@ -11,11 +11,9 @@
 #include <vector>
 
 #include "Kel/Allocate.h"
+#include "Kel/GenericExceptions.h"
 #include "Kel/GenericIf.h"
-#include "Kel/GenericTypeRegistry.h"
-#include "Kel/OpNotSupportedException.h"
-#include "Kel/TypeException.h"
-#include "Kel/UnhashableException.h"
+#include "Kel/GenericType.h"
 #include "MorvikLib/MorvikMemory.h"
 #include "MorvikLib/generic/GenericRegistration.h"
 #include "MorvikLib/generic/GenericTypeNames.h"
@@ -37,11 +35,11 @@ std::vector<std::string> described(const char* typeName) {
   static const char* const kKinds[] = {"r", "s", "k", "f"};
   std::vector<std::string> out;
   for (const auto& a : GenericIf::type(typeName).attributes()) {
-    std::string d = a.name() + ":" + a.type() + ":" + kKinds[static_cast<int>(a.kind())];
-    if (a.kind() == Kel::GenericAttribute::Kind::function) {
-      d += "(" + Kel::GenericAttribute::argList(a.args()) + ")";
+    std::string d = a.name + ":" + a.type + ":" + kKinds[static_cast<int>(a.kind)];
+    if (a.kind == Kel::GenericAttribute::Kind::function) {
+      d += "(" + Kel::GenericAttribute::argList(a.args) + ")";
     }
-    if (a.kind() == Kel::GenericAttribute::Kind::keyed) d += "[" + a.keyType() + "]";
+    if (a.kind == Kel::GenericAttribute::Kind::keyed) d += "[" + a.keyType + "]";
     out.push_back(d);
   }
   return out;
@@ -49,7 +47,7 @@ std::vector<std::string> described(const char* typeName) {
 
 std::vector<std::string> names(const char* typeName) {
   std::vector<std::string> out;
-  for (const auto& a : GenericIf::type(typeName).attributes()) out.push_back(a.name());
+  for (const auto& a : GenericIf::type(typeName).attributes()) out.push_back(a.name);
   return out;
 }
 
@@ -73,7 +71,7 @@ class MorvikGenericTest : public KelTest::LeakCheckedTest {
 };
 
 TEST_F(MorvikGenericTest, TypesAreRegisteredInLoadOrder) {
-  std::vector<std::string> all = Kel::GenericTypeRegistry::instance().typeNames();
+  std::vector<std::string> all = Kel::typeNames();
   std::vector<std::string> ours;
   for (const std::string& n : all) {
     if (n.rfind("MorvikLib::", 0) == 0) ours.push_back(n);
@@ -181,9 +179,9 @@ TEST_F(MorvikGenericTest, StateMachinesOfferTheirAttributesAndConstructorArgumen
             "Morvik::Audit morvikAudit, Morvik::AuditRequest morvikAuditRequest, Kel::Dir "
             "morvikAuditRequests, MorvikLib::MorvikMemory morvikMemory");
   const auto& sm = GenericIf::type("MorvikLib::MorvikMemorySm");
-  EXPECT_EQ(Kel::GenericAttribute::argList(sm.attribute("overlap")->args()),
+  EXPECT_EQ(Kel::GenericAttribute::argList(sm.attribute("overlap")->args),
             "U64 start1, U64 size1, U64 start2, U64 size2");
-  EXPECT_EQ(Kel::GenericAttribute::argList(sm.attribute("setWriteAccess")->args()),
+  EXPECT_EQ(Kel::GenericAttribute::argList(sm.attribute("setWriteAccess")->args),
             "U64 dest, U32 size, int prot");
   EXPECT_EQ(
       names("MorvikLib::MorvikAuditSm"),
@@ -220,7 +218,7 @@ class Recorder : public Kel::GenericIfNotifiee {
   std::vector<std::string> heard;
 
  private:
-  static std::string name(U32 id) { return GenericIf::type(kMem).attributes().at(id).name(); }
+  static std::string name(U32 id) { return GenericIf::type(kMem).attributes().at(id).name; }
 };
 
 class MorvikMemoryGenericTest : public MorvikGenericTest {

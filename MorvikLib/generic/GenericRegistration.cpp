@@ -1,6 +1,6 @@
 #include "MorvikLib/generic/GenericRegistration.h"
 
-#include "Kel/GenericTypeRegistry.h"
+#include "Kel/GenericType.h"
 #include "MorvikLib/generic/GenericTypeNames.h"
 #include "MorvikLib/generic/MemoryMappingGenericType.h"
 #include "MorvikLib/generic/MorvikAuditSmGenericType.h"

@@ -5,7 +5,6 @@
 #include <cstddef>
 #include <string_view>
 
-#include "Kel/GenericIfNotifiee.h"
 #include "Kel/GenericType.h"
 #include "Kel/Ptr.h"
 #include "MorvikLib/MorvikMemory.h"

@@ -4,7 +4,6 @@
 
 #include "Kel/Exception.h"
 #include "Kel/GenericIfImpl.h"
-#include "Kel/GenericTypeRegistry.h"
 
 namespace Kel {
 
@@ -77,11 +76,10 @@ GenericAttributeOp GenericIf::opFor(const GenericValue& self, std::string_view n
     GenericIfImpl::throwOpNotSupportedException(node.name(), std::string(name),
                                                 "no such attribute");
   }
-  if (!suits(kind, attr->kind())) {
-    GenericIfImpl::throwOpNotSupportedException(node.name(), attr->name(),
-                                                refusal(kind, attr->kind()));
+  if (!suits(kind, attr->kind)) {
+    GenericIfImpl::throwOpNotSupportedException(node.name(), attr->name, refusal(kind, attr->kind));
   }
-  return GenericAttributeOp(kind, self, *attr, id);
+  return GenericAttributeOp{kind, self, *attr, id};
 }
 
 GenericValue GenericIf::attribute(const GenericValue& self, std::string_view name) {
@@ -92,16 +90,16 @@ GenericValue GenericIf::attribute(const GenericValue& self, std::string_view nam
 void GenericIf::attributeIs(const GenericValue& self, std::string_view name,
                             const GenericValue& value) {
   GenericAttributeOp op = opFor(self, name, OpKind::set);
-  op.value = GenericIfImpl::unwrapValue(self.typeName() + "." + op.attribute().name(),
-                                        op.attribute().type(), value);
+  op.value = GenericIfImpl::unwrapValue(self.typeName() + "." + op.attribute.name,
+                                        op.attribute.type, value);
   typeOf(self, "").genericIfAttributeOp(op);
 }
 
 namespace {
 
 void keyIs(GenericAttributeOp& op, const GenericValue& key) {
-  op.key = GenericIfImpl::unwrapValue(op.self().typeName() + "." + op.attribute().name() + " key",
-                                      op.attribute().keyType(), key);
+  op.key = GenericIfImpl::unwrapValue(op.self.typeName() + "." + op.attribute.name + " key",
+                                      op.attribute.keyType, key);
 }
 
 }  // namespace
@@ -117,8 +115,8 @@ void GenericIf::memberIs(const GenericValue& self, std::string_view name, const 
                          const GenericValue& value) {
   GenericAttributeOp op = opFor(self, name, OpKind::memberSet);
   keyIs(op, key);
-  op.value = GenericIfImpl::unwrapValue(self.typeName() + "." + op.attribute().name(),
-                                        op.attribute().type(), value);
+  op.value = GenericIfImpl::unwrapValue(self.typeName() + "." + op.attribute.name,
+                                        op.attribute.type, value);
   typeOf(self, "").genericIfAttributeOp(op);
 }
 

@@ -5,9 +5,6 @@
 #include <string_view>
 #include <vector>
 
-#include "Kel/Entity.h"
-#include "Kel/GenericAttributeOp.h"
-#include "Kel/GenericIfNotifiee.h"
 #include "Kel/GenericType.h"
 #include "Kel/GenericValue.h"
 #include "Kel/Ptr.h"

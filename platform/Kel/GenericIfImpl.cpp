@@ -1,9 +1,7 @@
 #include "Kel/GenericIfImpl.h"
 
+#include "Kel/GenericExceptions.h"
 #include "Kel/GenericType.h"
-#include "Kel/OpNotSupportedException.h"
-#include "Kel/TypeException.h"
-#include "Kel/UnhashableException.h"
 
 namespace Kel {
 
@@ -15,7 +13,7 @@ std::vector<GenericValue> GenericIfImpl::unwrapConstructorArgs(
 std::vector<GenericValue> GenericIfImpl::unwrapFunctionArgs(const GenericType& type,
                                                             const GenericAttribute& function,
                                                             const std::vector<GenericValue>& args) {
-  return unwrapArgs(type.name() + "." + function.name(), function.args(), args);
+  return unwrapArgs(type.name() + "." + function.name, function.args, args);
 }
 
 std::vector<GenericValue> GenericIfImpl::unwrapArgs(const std::string& context,

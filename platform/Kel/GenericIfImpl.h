@@ -4,12 +4,10 @@
 #include <string>
 #include <vector>
 
-#include "Kel/GenericAttribute.h"
+#include "Kel/GenericType.h"
 #include "Kel/GenericValue.h"
 
 namespace Kel {
-
-class GenericType;
 
 // The checks and refusals every type's generic operations share. Each refusal is an exception
 // whose message names the type, the attribute or function, and what was expected, so a script's

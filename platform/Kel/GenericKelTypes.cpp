@@ -1,12 +1,9 @@
-#include "Kel/GenericKelTypes.h"
-
 #include <memory>
 
 #include "Kel/Allocate.h"
 #include "Kel/Clock.h"
 #include "Kel/Dir.h"
 #include "Kel/GenericTableType.h"
-#include "Kel/GenericTypeRegistry.h"
 
 namespace Kel {
 
@@ -37,15 +34,12 @@ std::unique_ptr<GenericType> clockType() {
   return t;
 }
 
+// Registers the framework's own types a script needs when the platform library is loaded.
 __attribute__((constructor)) void kelTypesLoaded() {
-  registerGenericKelTypes();
-}
-
-}  // namespace
-
-void registerGenericKelTypes() {
   typeNodeIs(dirType());
   typeNodeIs(clockType());
 }
+
+}  // namespace
 
 }  // namespace Kel

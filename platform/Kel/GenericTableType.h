@@ -64,7 +64,7 @@ class GenericTableType : public GenericType {
   }
 
   GenericValue genericIfAttributeOp(Op& op) const override {
-    return handlers_.at(op.attributeId())(self(op.self()), op);
+    return handlers_.at(op.attributeId)(self(op.self), op);
   }
 
   bool isInstance(const PtrInterface* object) const override {
@@ -91,7 +91,7 @@ class GenericTableType : public GenericType {
   template <class V, class Get, class Set>
   void settable(const std::string& name, const std::string& type, Get get, Set set) {
     bind({name, type, GenericAttribute::Kind::settable}, [type, get, set](T& self, Op& op) {
-      if (op.kind() != Op::Kind::set) return genericWrap(type, get(self));
+      if (op.kind != Op::Kind::set) return genericWrap(type, get(self));
       set(self, op.value.template as<V>());
       return GenericValue();
     });
@@ -103,7 +103,7 @@ class GenericTableType : public GenericType {
                 Call call) {
     bind({name, resultType, GenericAttribute::Kind::function, std::move(args)},
          [this, call](T& self, Op& op) {
-           return call(self, GenericIfImpl::unwrapFunctionArgs(*this, op.attribute(), op.args));
+           return call(self, GenericIfImpl::unwrapFunctionArgs(*this, op.attribute, op.args));
          });
   }
 
@@ -122,15 +122,15 @@ class GenericTableType : public GenericType {
              Members members, Set set, Del del) {
     bind({name, valueType, GenericAttribute::Kind::keyed, {}, keyType},
          [=](T& self, Op& op) -> GenericValue {
-           if (op.kind() == Op::Kind::memberSet) {
+           if (op.kind == Op::Kind::memberSet) {
              set(self, op.key.template as<K>(), op.value.template as<V>());
              return GenericValue();
            }
-           if (op.kind() == Op::Kind::memberDel) {
+           if (op.kind == Op::Kind::memberDel) {
              del(self, op.key.template as<K>());
              return GenericValue();
            }
-           const bool lookup = op.kind() == Op::Kind::memberGet;
+           const bool lookup = op.kind == Op::Kind::memberGet;
            std::optional<K> from;
            if (lookup || op.fromKey) from = op.key.template as<K>();
            for (const auto& [key, value] : members(self)) {

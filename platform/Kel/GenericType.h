@@ -2,20 +2,76 @@
 #define KEL_GENERICTYPE_H
 
 #include <cstddef>
+#include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "Kel/Entity.h"
-#include "Kel/GenericAttribute.h"
-#include "Kel/GenericAttributeOp.h"
 #include "Kel/GenericValue.h"
 #include "Kel/Ptr.h"
+#include "Kel/PtrInterface.h"
 #include "Kel/String.h"
+#include "Kel/Types.h"
 
 namespace Kel {
 
-class GenericIfNotifiee;
+// What the generic interface says about one attribute of a type: its name, its declared type (the
+// value type of a keyed attribute, the result type of a function, "void" for none), what can be
+// done with it, and a function's arguments in their declared order.
+struct GenericAttribute {
+  enum class Kind { readable, settable, keyed, function };
+  struct Arg {
+    std::string type;
+    std::string name;
+  };
+  using Args = std::vector<Arg>;
+
+  // "U32 addr, U64 data, U32 size": how refusals show what was expected.
+  static std::string argList(const Args& args);
+
+  std::string name;
+  std::string type;
+  Kind kind;
+  Args args = {};
+  std::string keyType = {};
+};
+
+// One operation on one attribute of one object, as GenericIf hands it to the type's
+// genericIfAttributeOp. GenericIf has already checked that the attribute exists and that the
+// operation suits its kind, and converted `value` and `key` to the declared types; function
+// arguments are left to the type, which unwraps them (GenericIfImpl::unwrapFunctionArgs).
+struct GenericAttributeOp {
+  enum class Kind { get, set, memberGet, memberSet, memberDel, members, call };
+  using Members = std::vector<std::pair<GenericValue, GenericValue>>;
+
+  Kind kind;
+  GenericValue self;
+  const GenericAttribute& attribute;
+  U32 attributeId;
+  // set: the new value; memberSet: the member's new value.
+  GenericValue value = {};
+  // memberGet, memberSet, memberDel, and members when fromKey is set.
+  GenericValue key = {};
+  bool fromKey = false;
+  // call: the arguments as given.
+  std::vector<GenericValue> args = {};
+  // members: filled by the type, each member as (key, value), in the attribute's own order.
+  Members members = {};
+};
+
+// A generic watcher (GenericIf::NotifieeConst): told of every change of a watched object by the
+// attribute's identifier (its position in the type node's attributes), with the key for a keyed
+// attribute. A type's generic notifiee holds the watcher and forwards its handlers here.
+class GenericIfNotifiee : public PtrInterface {
+ public:
+  virtual void onRawAttribute(U32 attributeId) = 0;
+  virtual void onRawAttribute(U32 attributeId, const GenericValue& key) = 0;
+
+ protected:
+  ~GenericIfNotifiee() override = default;
+};
 
 // A type node of the generic interface: the type's name, its attributes in declared order (an
 // attribute's identifier is its position), its constructor arguments, and the operations behind
@@ -62,6 +118,16 @@ class GenericType {
   GenericAttribute::Args constructorArgs_;
   std::vector<GenericAttribute> attributes_;
 };
+
+// The process's type registry: the generic interface finds every type by its name here. A library
+// registers its types when it is loaded and removes them when it is unloaded. Registering a name
+// again replaces the earlier node and destroys it. Used from the activity thread only.
+void typeNodeIs(std::unique_ptr<GenericType> node);
+void typeNodeDel(std::string_view name);
+// Null when no type of that name is registered.
+const GenericType* typeNode(std::string_view name);
+// Registered names, in registration order.
+std::vector<std::string> typeNames();
 
 }  // namespace Kel
 

@@ -4,7 +4,6 @@
 
 #include "Kel/Entity.h"
 #include "Kel/GenericType.h"
-#include "Kel/GenericTypeRegistry.h"
 
 namespace Kel {
 

@@ -1,10 +1,7 @@
-#include "Morvik/GenericRecordTypes.h"
-
 #include <memory>
 
 #include "Kel/Allocate.h"
 #include "Kel/GenericTableType.h"
-#include "Kel/GenericTypeRegistry.h"
 #include "Morvik/Audit.h"
 #include "Morvik/AuditRequest.h"
 #include "Morvik/AuditStatus.h"
@@ -152,13 +149,9 @@ std::unique_ptr<GenericType> auditStatusType() {
 
 #undef MORVIK_SCALAR
 
+// Registers the shared records when the platform library is loaded, so that a script can publish
+// a status, a manifest and the audit records as the other agents would.
 __attribute__((constructor)) void recordTypesLoaded() {
-  registerGenericRecordTypes();
-}
-
-}  // namespace
-
-void registerGenericRecordTypes() {
   Kel::typeNodeIs(regionType());
   Kel::typeNodeIs(featureManifestType());
   Kel::typeNodeIs(statusType());
@@ -167,5 +160,7 @@ void registerGenericRecordTypes() {
   Kel::typeNodeIs(auditRequestType());
   Kel::typeNodeIs(auditStatusType());
 }
+
+}  // namespace
 
 }  // namespace Morvik

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "Kel/TypeException.h"
+#include "Kel/GenericExceptions.h"
 #include "LiveObjects.h"
 
 namespace py = pybind11;

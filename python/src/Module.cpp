@@ -13,10 +13,10 @@
 #include "Errors.h"
 #include "Kel/ActivityManager.h"
 #include "Kel/Exception.h"
+#include "Kel/GenericExceptions.h"
 #include "Kel/GenericIf.h"
 #include "Kel/GenericTableType.h"
-#include "Kel/GenericTypeRegistry.h"
-#include "Kel/TypeException.h"
+#include "Kel/GenericType.h"
 #include "Loop.h"
 #include "ModuleArgs.h"
 #include "Objects.h"
@@ -102,9 +102,7 @@ void registerGeneric(py::module_& m) {
       "Parses a value from its text form, e.g. MorvikLib::MemoryMapping.");
   defineFunction(
       m, "typeNames", {}, 0,
-      [](const ModuleArgs&, const Given&) {
-        return py::cast(Kel::GenericTypeRegistry::instance().typeNames());
-      },
+      [](const ModuleArgs&, const Given&) { return py::cast(Kel::typeNames()); },
       "The registered type names.");
   defineFunction(
       m, "typeName", {{"morvik.Object", "object"}}, 1,
@@ -117,8 +115,8 @@ void registerGeneric(py::module_& m) {
       [](const ModuleArgs& a, const Given& g) {
         py::list list;
         for (const auto& attr : typeNamed("attributes", text(a, g, 0)).attributes()) {
-          list.append(py::make_tuple(attr.name(), attr.type(), kindName(attr.kind()),
-                                     argList(attr.args()), attr.keyType()));
+          list.append(py::make_tuple(attr.name, attr.type, kindName(attr.kind), argList(attr.args),
+                                     attr.keyType));
         }
         return py::object(list);
       },

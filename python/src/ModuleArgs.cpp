@@ -1,8 +1,8 @@
 #include "ModuleArgs.h"
 
 #include "Convert.h"
+#include "Kel/GenericExceptions.h"
 #include "Kel/GenericIfImpl.h"
-#include "Kel/TypeException.h"
 
 namespace py = pybind11;
 

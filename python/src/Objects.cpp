@@ -7,11 +7,10 @@
 #include "Checks.h"
 #include "Convert.h"
 #include "Kel/Allocate.h"
+#include "Kel/GenericExceptions.h"
 #include "Kel/GenericIf.h"
 #include "Kel/GenericIfImpl.h"
-#include "Kel/GenericTypeRegistry.h"
-#include "Kel/OpNotSupportedException.h"
-#include "Kel/TypeException.h"
+#include "Kel/GenericType.h"
 #include "ModuleArgs.h"
 
 namespace py = pybind11;
@@ -80,7 +79,7 @@ struct Method {
 class Watcher : public Kel::GenericIfNotifiee {
  public:
   Watcher(const Kel::GenericType& type, py::function callback) : callback_(std::move(callback)) {
-    for (const auto& attr : type.attributes()) names_.push_back(py::str(attr.name()));
+    for (const auto& attr : type.attributes()) names_.push_back(py::str(attr.name));
   }
   void onRawAttribute(U32 id) override { callback_(names_.at(id), py::none()); }
   void onRawAttribute(U32 id, const GenericValue& key) override {
@@ -111,10 +110,10 @@ class Watch {
 py::object attribute(const Object& o, const std::string& name) {
   const Kel::GenericType* type = Kel::typeNode(o.value.typeName());
   const Kel::GenericAttribute* attr = type ? type->attribute(name) : nullptr;
-  if (attr && attr->kind() == Kel::GenericAttribute::Kind::keyed) {
+  if (attr && attr->kind == Kel::GenericAttribute::Kind::keyed) {
     return py::cast(Keyed{o.value, name});
   }
-  if (attr && attr->kind() == Kel::GenericAttribute::Kind::function) {
+  if (attr && attr->kind == Kel::GenericAttribute::Kind::function) {
     return py::cast(Method{o.value, name});
   }
   return fromGeneric(GenericIf::attribute(o.value, name));
@@ -158,7 +157,7 @@ void madeElsewhere(py::class_<T>& cls, const char* how) {
 py::list attributeNames(const Object& o) {
   py::list names;
   if (const Kel::GenericType* type = Kel::typeNode(o.value.typeName())) {
-    for (const auto& attr : type->attributes()) names.append(attr.name());
+    for (const auto& attr : type->attributes()) names.append(attr.name);
   }
   return names;
 }
