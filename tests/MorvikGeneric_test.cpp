@@ -15,8 +15,8 @@
 #include "Kel/GenericIf.h"
 #include "Kel/GenericType.h"
 #include "MorvikLib/MorvikMemory.h"
+#include "MorvikLib/TypeNames.h"
 #include "MorvikLib/generic/GenericRegistration.h"
-#include "MorvikLib/generic/GenericTypeNames.h"
 #include "support/KelLeakCheck.h"
 #include "support/Refusals.h"
 
@@ -78,8 +78,8 @@ TEST_F(MorvikGenericTest, TypesAreRegisteredInLoadOrder) {
   }
   EXPECT_EQ(ours, (std::vector<std::string>{kMap, "MorvikLib::MorvikAuditSm", kMem,
                                             "MorvikLib::MorvikMemorySm"}));
-  std::vector<std::string> section(std::begin(MorvikLib::kGenericTypeNames),
-                                   std::end(MorvikLib::kGenericTypeNames));
+  std::vector<std::string> section(std::begin(MorvikLib::kTypeNames),
+                                   std::end(MorvikLib::kTypeNames));
   EXPECT_EQ(section, (std::vector<std::string>{"MorvikLib::MorvikMemorySm", kMem,
                                                "MorvikLib::MorvikAuditSm", kMap}));
 }

@@ -1,7 +1,7 @@
 #include "MorvikLib/generic/GenericRegistration.h"
 
 #include "Kel/GenericType.h"
-#include "MorvikLib/generic/GenericTypeNames.h"
+#include "MorvikLib/TypeNames.h"
 #include "MorvikLib/generic/MemoryMappingGenericType.h"
 #include "MorvikLib/generic/MorvikAuditSmGenericType.h"
 #include "MorvikLib/generic/MorvikMemoryGenericType.h"
@@ -17,7 +17,7 @@ void registerGenericTypes() {
 }
 
 void unregisterGenericTypes() {
-  for (const char* name : kGenericTypeNames) Kel::typeNodeDel(name);
+  for (const char* name : kTypeNames) Kel::typeNodeDel(name);
 }
 
 }  // namespace MorvikLib

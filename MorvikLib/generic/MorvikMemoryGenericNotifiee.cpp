@@ -2,7 +2,7 @@
 
 #include "Kel/Allocate.h"
 #include "Kel/Assert.h"
-#include "Kel/GenericTableType.h"
+#include "Kel/GenericType.h"
 
 namespace MorvikLib {
 
@@ -20,7 +20,7 @@ void MorvikMemoryGenericNotifiee::forward(std::size_t slot, const U64* key) {
   // The watcher may end the watch from its callback.
   Kel::Ptr<Kel::GenericIfNotifiee> watcher = watcher_;
   if (key) {
-    watcher->onRawAttribute(ids_[slot], Kel::genericWrap("U64", *key));
+    watcher->onRawAttribute(ids_[slot], Kel::GenericValue::of(*key));
   } else {
     watcher->onRawAttribute(ids_[slot]);
   }

@@ -16,6 +16,47 @@
 
 namespace Kel {
 
+class Clock;
+class Dir;
+class Entity;
+
+// Names type T in the generic interface by its own C++ spelling ("U32", "Kel::Dir"), in T's
+// namespace, where typeName finds it: declared types then follow from C++ signatures.
+#define KEL_GENERIC_TYPE_NAME(T)                                 \
+  constexpr const char* genericTypeName(std::type_identity<T>) { \
+    return #T;                                                   \
+  }
+
+KEL_GENERIC_TYPE_NAME(void);
+KEL_GENERIC_TYPE_NAME(bool);
+KEL_GENERIC_TYPE_NAME(U8);
+KEL_GENERIC_TYPE_NAME(U32);
+KEL_GENERIC_TYPE_NAME(U64);
+KEL_GENERIC_TYPE_NAME(int);
+KEL_GENERIC_TYPE_NAME(double);
+KEL_GENERIC_TYPE_NAME(Kel::BytePtr);
+KEL_GENERIC_TYPE_NAME(Kel::Name);
+KEL_GENERIC_TYPE_NAME(Kel::String);
+KEL_GENERIC_TYPE_NAME(Kel::Entity);
+KEL_GENERIC_TYPE_NAME(Kel::Dir);
+KEL_GENERIC_TYPE_NAME(Kel::Clock);
+
+template <class T>
+struct IsPtr : std::false_type {};
+template <class T>
+struct IsPtr<Ptr<T>> : std::true_type {};
+
+// A counted pointer is declared by the type it points to.
+template <class T>
+constexpr const char* typeName() {
+  using V = std::remove_cvref_t<T>;
+  if constexpr (IsPtr<V>::value) {
+    return typeName<typename V::element_type>();
+  } else {
+    return genericTypeName(std::type_identity<V>{});
+  }
+}
+
 // One value as the generic interface passes it around: a type name ("U32", "Kel::Name",
 // "MorvikLib::MemoryMapping", ...) and a payload. Numbers of every width share one payload, so a
 // script's number can become whichever integer type an operation declares (convertedTo checks the
@@ -55,6 +96,10 @@ class GenericValue {
   static GenericValue ofValue(const std::string& type, std::any v) {
     return GenericValue(type, Payload(std::in_place_index<8>, std::move(v)));
   }
+  // A C++ value as its generic type (typeName). A counted object that knows its framework type
+  // (fwkType) is named by it, so a script sees what it really holds.
+  template <class X>
+  static GenericValue of(const X& v);
 
   const std::string& typeName() const { return type_; }
   Kind kind() const { return static_cast<Kind>(payload_.index()); }
@@ -97,10 +142,32 @@ class GenericValue {
   Payload payload_;
 };
 
-template <class T>
-struct IsPtr : std::false_type {};
-template <class T>
-struct IsPtr<Ptr<T>> : std::true_type {};
+template <class X>
+GenericValue GenericValue::of(const X& v) {
+  const char* type = Kel::typeName<X>();
+  if constexpr (std::is_same_v<X, bool>) {
+    return ofBool(v);
+  } else if constexpr (std::is_integral_v<X> && std::is_signed_v<X>) {
+    return ofSigned(type, v);
+  } else if constexpr (std::is_integral_v<X>) {
+    return ofUnsigned(type, v);
+  } else if constexpr (std::is_floating_point_v<X>) {
+    return ofDouble(v);
+  } else if constexpr (std::is_same_v<X, Name>) {
+    return ofName(v);
+  } else if constexpr (std::is_same_v<X, String>) {
+    return ofString(v);
+  } else if constexpr (IsPtr<X>::value) {
+    using Object = std::remove_const_t<typename X::element_type>;
+    Ptr<PtrInterface> object(const_cast<Object*>(v.ptr()));
+    if constexpr (requires { v->fwkType(); }) {
+      if (v) return ofObject(v->fwkType(), object);
+    }
+    return ofObject(type, object);
+  } else {
+    return ofValue(type, std::any(v));
+  }
+}
 
 template <class T>
 T GenericValue::as() const {

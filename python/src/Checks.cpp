@@ -3,6 +3,7 @@
 #include "Kel/GenericIf.h"
 #include "Kel/GenericIfImpl.h"
 #include "Kel/GenericType.h"
+#include "MorvikLib/TypeNames.h"
 
 namespace morvikpy {
 
@@ -14,9 +15,9 @@ using Kel::GenericValue;
 const std::map<std::string, TypeChecks>& registry() {
   static const std::map<std::string, TypeChecks> checks = [] {
     std::map<std::string, TypeChecks> all = recordChecks();
-    all.emplace("MorvikLib::MorvikMemory", memoryChecks());
-    all.emplace("MorvikLib::MorvikMemorySm", memoryStateMachineChecks());
-    all.emplace("MorvikLib::MorvikAuditSm", auditStateMachineChecks());
+    all.emplace(MorvikLib::kMorvikMemoryTypeName, memoryChecks());
+    all.emplace(MorvikLib::kMorvikMemorySmTypeName, memoryStateMachineChecks());
+    all.emplace(MorvikLib::kMorvikAuditSmTypeName, auditStateMachineChecks());
     return all;
   }();
   return checks;
