@@ -3,9 +3,8 @@
 #include "Kel/GenericType.h"
 #include "MorvikLib/TypeNames.h"
 #include "MorvikLib/generic/MemoryMappingGenericType.h"
-#include "MorvikLib/generic/MorvikAuditSmGenericType.h"
 #include "MorvikLib/generic/MorvikMemoryGenericType.h"
-#include "MorvikLib/generic/MorvikMemorySmGenericType.h"
+#include "MorvikLib/generic/StateMachineGenericTypes.h"
 
 namespace MorvikLib {
 
