@@ -32,7 +32,7 @@ GenericValue u64(U64 v) {
 }
 
 GenericValue text(const char* v) {
-  return GenericValue::ofString(Kel::String(v));
+  return GenericValue::of(Kel::String(v));
 }
 
 // A small type of the test's own: a directory under another name, with one function.
@@ -106,11 +106,11 @@ TEST_F(GenericIfTest, ConversionsFollowTheDeclaredType) {
       {GenericValue::ofSigned("int", -5), "int", "int -5"},
       {u64(2147483648u), "int", std::nullopt},
       {u64(3), "double", "double 3.000000"},
-      {GenericValue::ofDouble(1.5), "U32", std::nullopt},
-      {GenericValue::ofBool(true), "U32", std::nullopt},
+      {GenericValue::of(1.5), "U32", std::nullopt},
+      {GenericValue::of(true), "U32", std::nullopt},
       {u64(1), "bool", std::nullopt},
       {text("x"), "Kel::Name", "Kel::Name 'x'"},
-      {GenericValue::ofName(Kel::Name("y")), "Kel::String", "Kel::String 'y'"},
+      {GenericValue::of(Kel::Name("y")), "Kel::String", "Kel::String 'y'"},
       {text("x"), "U32", std::nullopt},
       {u64(7), "Kel::BytePtr", std::nullopt},
       {GenericValue(), "Kel::Dir", "None"},

@@ -56,7 +56,7 @@ GenericValue u64(U64 v) {
 }
 
 GenericValue text(const char* v) {
-  return GenericValue::ofString(Kel::String(v));
+  return GenericValue::of(Kel::String(v));
 }
 
 GenericValue mapping(const char* name, U64 vaddr, U64 size, U64 paddr, U64 version) {
@@ -250,7 +250,7 @@ TEST_F(MorvikMemoryGenericTest, SetsGoThroughTheSettersAndNotifyOnChangeOnly) {
 TEST_F(MorvikMemoryGenericTest, KeyedAttributeLooksUpSetsDeletesAndIterates) {
   GenericIf::memberIs(mem_, "replicationStatusBitmap", u64(1), u64(0x81));
   GenericIf::memberIs(mem_, "replicationStatusBitmap", u64(1), u64(0x81));
-  GenericIf::call(mem_, "replicationStatusIs", {u64(0), GenericValue::ofBool(true)});
+  GenericIf::call(mem_, "replicationStatusIs", {u64(0), GenericValue::of(true)});
   EXPECT_EQ(counter_->keys, (std::vector<U64>{1, 0}));
   EXPECT_EQ(GenericIf::member(mem_, "replicationStatusBitmap", u64(1)).describe(), "U8 129");
   EXPECT_TRUE(GenericIf::member(mem_, "replicationStatusBitmap", u64(2)).isNull());
@@ -273,8 +273,8 @@ TEST_F(MorvikMemoryGenericTest, WatcherHearsEveryChangeByAttributeUntilUnregiste
   memory().activeSupeIs(true);
   memory().replicationStatusBitmapIs(7, 1);
   memory().remoteMemoryChangedGenIdInc(1);
-  GenericIf::attributeIs(mem_, "deletion", GenericValue::ofBool(true));
-  GenericIf::call(mem_, "replicationStatusIs", {u64(0), GenericValue::ofBool(true)});
+  GenericIf::attributeIs(mem_, "deletion", GenericValue::of(true));
+  GenericIf::call(mem_, "replicationStatusIs", {u64(0), GenericValue::of(true)});
   watch->isRegisteredNotifieeIs(false);
   memory().activeSupeIs(false);
   EXPECT_EQ(recorder->heard, (std::vector<std::string>{"activeSupe", "replicationStatusBitmap[7]",
@@ -295,7 +295,7 @@ TEST_F(MorvikMemoryGenericTest, WatchOutlivesTheTypeBeingRegisteredAgain) {
 }
 
 TEST_F(MorvikMemoryGenericTest, RefusalsNameTheTypeTheAttributeAndWhatWasExpected) {
-  GenericValue buffer = GenericValue::ofBytePtr(nullptr);
+  GenericValue buffer = GenericValue::of(Kel::BytePtr{});
   const MorvikTest::Refusals table = {
       {[&] {
          GenericIf::call(mem_, "doWrite_py", {u64(0), u64(0)});

@@ -131,7 +131,7 @@ void registerGeneric(py::module_& m) {
       m, "bytePtr", {{"U64", "address"}}, 1,
       [](const ModuleArgs& a, const Given& g) {
         const U64 address = a.value(g, 0).unsignedInt();
-        return py::cast(Object{GenericValue::ofBytePtr(reinterpret_cast<Kel::BytePtr>(address))});
+        return py::cast(Object{GenericValue::of(reinterpret_cast<Kel::BytePtr>(address))});
       },
       "A Kel::BytePtr for the plain data functions (the _py forms take the address itself).");
 }
