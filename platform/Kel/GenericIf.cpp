@@ -67,8 +67,8 @@ const GenericType& GenericIf::typeOf(const GenericValue& self, std::string_view 
   return *node;
 }
 
-GenericAttributeOp GenericIf::opFor(const GenericValue& self, std::string_view name,
-                                    GenericAttributeOp::Kind kind) {
+GenericAttributeOp GenericIf::opFor(OpKind kind, const GenericValue& self, std::string_view name,
+                                    const GenericValue* key, const GenericValue* value) {
   const GenericType& node = typeOf(self, "attribute " + std::string(name));
   const U32 id = node.attributeId(name);
   const GenericAttribute* attr = node.attribute(name);
@@ -79,70 +79,59 @@ GenericAttributeOp GenericIf::opFor(const GenericValue& self, std::string_view n
   if (!suits(kind, attr->kind)) {
     GenericIfImpl::throwOpNotSupportedException(node.name(), attr->name, refusal(kind, attr->kind));
   }
-  return GenericAttributeOp{kind, self, *attr, id};
+  GenericAttributeOp op{kind, self, *attr, id};
+  const std::string context = self.typeName() + "." + attr->name;
+  if (key) op.key = GenericIfImpl::unwrapValue(context + " key", attr->keyType, *key);
+  op.fromKey = key != nullptr;
+  if (value) op.value = GenericIfImpl::unwrapValue(context, attr->type, *value);
+  return op;
+}
+
+GenericValue GenericIf::run(GenericAttributeOp& op) {
+  return typeOf(op.self, "").genericIfAttributeOp(op);
 }
 
 GenericValue GenericIf::attribute(const GenericValue& self, std::string_view name) {
-  GenericAttributeOp op = opFor(self, name, OpKind::get);
-  return typeOf(self, "").genericIfAttributeOp(op);
+  GenericAttributeOp op = opFor(OpKind::get, self, name);
+  return run(op);
 }
 
 void GenericIf::attributeIs(const GenericValue& self, std::string_view name,
                             const GenericValue& value) {
-  GenericAttributeOp op = opFor(self, name, OpKind::set);
-  op.value = GenericIfImpl::unwrapValue(self.typeName() + "." + op.attribute.name,
-                                        op.attribute.type, value);
-  typeOf(self, "").genericIfAttributeOp(op);
+  GenericAttributeOp op = opFor(OpKind::set, self, name, nullptr, &value);
+  run(op);
 }
-
-namespace {
-
-void keyIs(GenericAttributeOp& op, const GenericValue& key) {
-  op.key = GenericIfImpl::unwrapValue(op.self.typeName() + "." + op.attribute.name + " key",
-                                      op.attribute.keyType, key);
-}
-
-}  // namespace
 
 GenericValue GenericIf::member(const GenericValue& self, std::string_view name,
                                const GenericValue& key) {
-  GenericAttributeOp op = opFor(self, name, OpKind::memberGet);
-  keyIs(op, key);
-  return typeOf(self, "").genericIfAttributeOp(op);
+  GenericAttributeOp op = opFor(OpKind::memberGet, self, name, &key);
+  return run(op);
 }
 
 void GenericIf::memberIs(const GenericValue& self, std::string_view name, const GenericValue& key,
                          const GenericValue& value) {
-  GenericAttributeOp op = opFor(self, name, OpKind::memberSet);
-  keyIs(op, key);
-  op.value = GenericIfImpl::unwrapValue(self.typeName() + "." + op.attribute.name,
-                                        op.attribute.type, value);
-  typeOf(self, "").genericIfAttributeOp(op);
+  GenericAttributeOp op = opFor(OpKind::memberSet, self, name, &key, &value);
+  run(op);
 }
 
 void GenericIf::memberDel(const GenericValue& self, std::string_view name,
                           const GenericValue& key) {
-  GenericAttributeOp op = opFor(self, name, OpKind::memberDel);
-  keyIs(op, key);
-  typeOf(self, "").genericIfAttributeOp(op);
+  GenericAttributeOp op = opFor(OpKind::memberDel, self, name, &key);
+  run(op);
 }
 
 GenericIf::Members GenericIf::members(const GenericValue& self, std::string_view name,
                                       const GenericValue* fromKey) {
-  GenericAttributeOp op = opFor(self, name, OpKind::members);
-  if (fromKey) {
-    keyIs(op, *fromKey);
-    op.fromKey = true;
-  }
-  typeOf(self, "").genericIfAttributeOp(op);
+  GenericAttributeOp op = opFor(OpKind::members, self, name, fromKey);
+  run(op);
   return std::move(op.members);
 }
 
 GenericValue GenericIf::call(const GenericValue& self, std::string_view name,
                              const std::vector<GenericValue>& args) {
-  GenericAttributeOp op = opFor(self, name, OpKind::call);
+  GenericAttributeOp op = opFor(OpKind::call, self, name);
   op.args = args;
-  return typeOf(self, "").genericIfAttributeOp(op);
+  return run(op);
 }
 
 bool GenericIf::equal(const GenericValue& a, const GenericValue& b) {

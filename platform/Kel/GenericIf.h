@@ -57,8 +57,12 @@ class GenericIf {
 
  private:
   static const GenericType& typeOf(const GenericValue& self, std::string_view operation);
-  static GenericAttributeOp opFor(const GenericValue& self, std::string_view name,
-                                  GenericAttributeOp::Kind kind);
+  // The operation on attribute `name` of `self`, refused unless it suits the attribute's kind,
+  // with `key` and `value` (when given) converted to their declared types.
+  static GenericAttributeOp opFor(GenericAttributeOp::Kind kind, const GenericValue& self,
+                                  std::string_view name, const GenericValue* key = nullptr,
+                                  const GenericValue* value = nullptr);
+  static GenericValue run(GenericAttributeOp& op);
 };
 
 }  // namespace Kel

@@ -59,10 +59,9 @@ void GenericIfImpl::throwUnhashableException(const std::string& typeName) {
 
 void GenericIfImpl::throwTypeException(const std::string& context, const std::string& expected,
                                        const GenericValue& got) {
-  // A number refused by an integer type can only have been out of its range.
-  const bool integer =
-      expected == "U8" || expected == "U32" || expected == "U64" || expected == "int";
-  const std::string note = got.isNumber() && integer ? " (out of range)" : "";
+  // A number refused by a type that takes numbers can only have been out of its range.
+  const bool numeric = GenericValue::of(U64{0}).convertedTo(expected).has_value();
+  const std::string note = got.isNumber() && numeric ? " (out of range)" : "";
   throw TypeException(context + ": expected " + expected + ", got " + got.describe() + note);
 }
 
