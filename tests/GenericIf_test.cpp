@@ -51,7 +51,6 @@ std::unique_ptr<Kel::GenericTableType<Thing>> thingType() {
   auto t = Kel::GenericTableType<Thing>::create(
       Kel::GenericType::Kind::entity, [](Kel::Name name) { return Kel::allocate<Thing>(name); },
       {"name"});
-  t->readable("name", &Thing::name);
   t->function("add", &Thing::add, {"a", "b"});
   return t;
 }

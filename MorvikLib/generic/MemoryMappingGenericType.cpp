@@ -8,7 +8,6 @@ MemoryMappingGenericType::MemoryMappingGenericType()
                          return MemoryMapping(name, vaddr, size, paddr, version);
                        },
                        {"name", "vaddr", "size", "paddr", "version"}) {
-  readable("name", &MemoryMapping::name);
   readable("vaddr", &MemoryMapping::vaddr);
   readable("size", &MemoryMapping::size);
   readable("paddr", &MemoryMapping::paddr);

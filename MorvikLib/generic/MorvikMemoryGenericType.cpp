@@ -29,7 +29,6 @@ MorvikMemoryGenericType::MorvikMemoryGenericType()
 
 // This stand-in keeps no entity tree: a memory entity has no parent and its full name is its name.
 void MorvikMemoryGenericType::standardAttributes() {
-  readable("name", &M::name);
   readable("fullName", [](M& m) { return m.name().string(); });
   readable("parent", [](M&) { return Kel::Ptr<Kel::Entity>(); });
   readable("parentAttrName", [](M&) { return Kel::Name(); });

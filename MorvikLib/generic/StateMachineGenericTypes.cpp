@@ -9,23 +9,17 @@ namespace MorvikLib {
 
 namespace {
 
-// A state machine made by `factory`, whose name is readable. A script holds it as a counted
-// object, not as an entity.
-template <class S, class Factory, std::size_t N>
-std::unique_ptr<Kel::GenericTableType<S>> stateMachineType(Factory factory,
-                                                           const char* const (&argNames)[N]) {
-  auto t = Kel::GenericTableType<S>::create(Kel::GenericType::Kind::refCounted, factory, argNames);
-  t->readable("name", &S::name);
-  return t;
-}
+// A script holds a state machine as a counted object, not as an entity.
+constexpr auto kStateMachine = Kel::GenericType::Kind::refCounted;
 
 }  // namespace
 
 std::unique_ptr<Kel::GenericType> morvikMemorySmGenericType() {
   using S = MorvikMemorySm;
-  auto t = stateMachineType<S>(&morvikMemorySmFactory,
-                               {"name", "morvikStatus", "morvikManifest", "morvikAudit",
-                                "morvikAuditRequest", "morvikAuditRequests", "morvikMemory"});
+  auto t = Kel::GenericTableType<S>::create(
+      kStateMachine, &morvikMemorySmFactory,
+      {"name", "morvikStatus", "morvikManifest", "morvikAudit", "morvikAuditRequest",
+       "morvikAuditRequests", "morvikMemory"});
   KEL_GENERIC_SETTABLE(*t, morvikStatus);
   KEL_GENERIC_SETTABLE(*t, morvikManifest);
   KEL_GENERIC_SETTABLE(*t, morvikAudit);
@@ -52,9 +46,10 @@ std::unique_ptr<Kel::GenericType> morvikMemorySmGenericType() {
 
 std::unique_ptr<Kel::GenericType> morvikAuditSmGenericType() {
   using A = MorvikAuditSm;
-  auto t = stateMachineType<A>(&morvikAuditSmFactory,
-                               {"name", "morvikMemory", "morvikStatus", "morvikManifest",
-                                "auditRequest", "auditStatus", "clock"});
+  auto t =
+      Kel::GenericTableType<A>::create(kStateMachine, &morvikAuditSmFactory,
+                                       {"name", "morvikMemory", "morvikStatus", "morvikManifest",
+                                        "auditRequest", "auditStatus", "clock"});
   t->readable("morvikMemory", &A::morvikMemory);
   KEL_GENERIC_SETTABLE(*t, morvikStatus);
   t->readable("morvikManifest", &A::morvikManifest);

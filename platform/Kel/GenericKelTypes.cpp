@@ -1,6 +1,5 @@
 #include <memory>
 
-#include "Kel/Allocate.h"
 #include "Kel/Clock.h"
 #include "Kel/Dir.h"
 #include "Kel/GenericTableType.h"
@@ -9,17 +8,8 @@ namespace Kel {
 
 namespace {
 
-// A type made from its name alone, whose name is readable.
-template <class E>
-std::unique_ptr<GenericTableType<E>> namedType() {
-  auto t = GenericTableType<E>::create(GenericType::Kind::entity,
-                                       [](Name name) { return allocate<E>(name); }, {"name"});
-  t->readable("name", &E::name);
-  return t;
-}
-
 std::unique_ptr<GenericType> dirType() {
-  auto t = namedType<Dir>();
+  auto t = GenericTableType<Dir>::named(GenericType::Kind::entity);
   t->keyed<Name, Ptr<Entity>>(
       "entity", [](Dir & d) -> const auto& { return d.members(); },
       [](Dir& d, const Name& n, const Ptr<Entity>& e) { d.entityIs(n, e); },
@@ -29,7 +19,7 @@ std::unique_ptr<GenericType> dirType() {
 }
 
 std::unique_ptr<GenericType> clockType() {
-  auto t = namedType<Clock>();
+  auto t = GenericTableType<Clock>::named(GenericType::Kind::entity);
   t->readable("idle", &Clock::idle);
   t->readable("scheduled", &Clock::scheduled);
   return t;

@@ -11,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include "Kel/Allocate.h"
 #include "Kel/GenericIfImpl.h"
 #include "Kel/GenericType.h"
 
@@ -42,15 +43,21 @@ class GenericTableType : public GenericType {
   using Args = std::vector<GenericValue>;
 
   // `make` builds the object from the constructor's arguments: its parameters declare them and
-  // `argNames` names them.
+  // `argNames` names them. Every type's first attribute is its name.
   template <class Make, std::size_t N>
   GenericTableType(Kind kind, Make make, const char* const (&argNames)[N])
       : GenericType(typeName<T>(), kind, declared<Make>(argNames)),
-        construct_([make](const Args& args) { return call(make, args); }) {}
+        construct_([make](const Args& args) { return call(make, args); }) {
+    readable("name", &T::name);
+  }
   template <class Make, std::size_t N>
   static std::unique_ptr<GenericTableType> create(Kind kind, Make make,
                                                   const char* const (&argNames)[N]) {
     return std::make_unique<GenericTableType>(kind, make, argNames);
+  }
+  // A type whose objects are made from a name alone.
+  static std::unique_ptr<GenericTableType> named(Kind kind) {
+    return create(kind, [](Name name) { return allocate<T>(name); }, {"name"});
   }
 
   GenericValue genericIfFromCtorArgs(const Args& args) const override {

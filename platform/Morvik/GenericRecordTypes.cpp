@@ -19,22 +19,11 @@ namespace {
 using Kel::GenericTableType;
 using Kel::GenericType;
 
-// A record made by `make` from the constructor's arguments, whose name is readable.
-template <class R, class Make, std::size_t N>
-std::unique_ptr<GenericTableType<R>> recordType(Make make, const char* const (&argNames)[N]) {
-  auto t = GenericTableType<R>::create(GenericType::Kind::entity, make, argNames);
-  t->readable("name", &R::name);
-  return t;
-}
-
-// A record made from its name alone.
-template <class R>
-std::unique_ptr<GenericTableType<R>> recordType() {
-  return recordType<R>([](Kel::Name name) { return Kel::allocate<R>(name); }, {"name"});
-}
+constexpr auto kRecord = GenericType::Kind::entity;
 
 std::unique_ptr<GenericType> regionType() {
-  auto t = recordType<Region>(
+  auto t = GenericTableType<Region>::create(
+      kRecord,
       [](Kel::Name name, U64 addr, U32 size, U32 version, Kel::String mapFile) {
         return Kel::allocate<Region>(name, addr, size, version, mapFile);
       },
@@ -48,18 +37,19 @@ std::unique_ptr<GenericType> regionType() {
 }
 
 std::unique_ptr<GenericType> featureManifestType() {
-  auto t = recordType<FeatureManifest>(
-      [](Kel::Name name, U64 size, U64 byteOffset) {
-        return Kel::allocate<FeatureManifest>(name, size, byteOffset);
-      },
-      {"name", "size", "byteOffset"});
+  auto t = GenericTableType<FeatureManifest>::create(kRecord,
+                                                     [](Kel::Name name, U64 size, U64 byteOffset) {
+                                                       return Kel::allocate<FeatureManifest>(
+                                                           name, size, byteOffset);
+                                                     },
+                                                     {"name", "size", "byteOffset"});
   KEL_GENERIC_SETTABLE(*t, size);
   KEL_GENERIC_SETTABLE(*t, byteOffset);
   return t;
 }
 
 std::unique_ptr<GenericType> statusType() {
-  auto t = recordType<Status>();
+  auto t = GenericTableType<Status>::named(kRecord);
   KEL_GENERIC_KEYED(*t, pciAddress, Kel::String, Kel::String);
   KEL_GENERIC_SETTABLE(*t, remoteMemory);
   KEL_GENERIC_SETTABLE(*t, localMemoryVersion);
@@ -75,7 +65,7 @@ std::unique_ptr<GenericType> statusType() {
 }
 
 std::unique_ptr<GenericType> manifestType() {
-  auto t = recordType<Manifest>();
+  auto t = GenericTableType<Manifest>::named(kRecord);
   KEL_GENERIC_KEYED(*t, manifest, Kel::Name, Kel::Ptr<FeatureManifest>);
   KEL_GENERIC_SETTABLE(*t, fixedSystem);
   KEL_GENERIC_SETTABLE(*t, localMemory);
@@ -84,13 +74,13 @@ std::unique_ptr<GenericType> manifestType() {
 }
 
 std::unique_ptr<GenericType> auditType() {
-  auto t = recordType<Audit>();
+  auto t = GenericTableType<Audit>::named(kRecord);
   KEL_GENERIC_KEYED(*t, auditStatus, Kel::Name, Kel::Ptr<AuditStatus const>);
   return t;
 }
 
 std::unique_ptr<GenericType> auditRequestType() {
-  auto t = recordType<AuditRequest>();
+  auto t = GenericTableType<AuditRequest>::named(kRecord);
   KEL_GENERIC_SETTABLE(*t, activeChecksum);
   KEL_GENERIC_SETTABLE(*t, activeChecksumTwosComp);
   KEL_GENERIC_SETTABLE(*t, remoteMemoryVersion);
@@ -103,7 +93,7 @@ std::unique_ptr<GenericType> auditRequestType() {
 }
 
 std::unique_ptr<GenericType> auditStatusType() {
-  auto t = recordType<AuditStatus>();
+  auto t = GenericTableType<AuditStatus>::named(kRecord);
   KEL_GENERIC_SETTABLE(*t, standbyChecksum);
   KEL_GENERIC_SETTABLE(*t, checksumResult);
   KEL_GENERIC_SETTABLE(*t, resultId);
