@@ -11,9 +11,7 @@
 
 #include "Kel/Allocate.h"
 #include "Kel/Dir.h"
-#include "Kel/GenericExceptions.h"
 #include "Kel/GenericIf.h"
-#include "Kel/GenericIfImpl.h"
 #include "Kel/GenericTableType.h"
 #include "Kel/GenericType.h"
 #include "support/KelLeakCheck.h"

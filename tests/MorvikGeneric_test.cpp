@@ -11,7 +11,6 @@
 #include <vector>
 
 #include "Kel/Allocate.h"
-#include "Kel/GenericExceptions.h"
 #include "Kel/GenericIf.h"
 #include "Kel/GenericType.h"
 #include "MorvikLib/MorvikMemory.h"

@@ -3,7 +3,6 @@
 #include <functional>
 
 #include "Kel/Exception.h"
-#include "Kel/GenericIfImpl.h"
 
 namespace Kel {
 
@@ -12,27 +11,19 @@ namespace {
 using OpKind = GenericAttributeOp::Kind;
 using AttrKind = GenericAttribute::Kind;
 
-bool suits(OpKind op, AttrKind attr) {
-  switch (op) {
-    case OpKind::get:
-      return attr == AttrKind::readable || attr == AttrKind::settable;
-    case OpKind::set:
-      return attr == AttrKind::settable;
-    case OpKind::call:
-      return attr == AttrKind::function;
-    default:
-      return attr == AttrKind::keyed;
+// Why an operation does not suit an attribute, in the script author's terms; null when it suits.
+const char* refusal(OpKind op, AttrKind attr) {
+  const bool member = op != OpKind::get && op != OpKind::set && op != OpKind::call;
+  if (attr == AttrKind::function)
+    return op == OpKind::call ? nullptr : "a function, call it instead";
+  if (attr == AttrKind::keyed) {
+    return member ? nullptr : "a keyed attribute, look up, set or delete a member by key instead";
   }
-}
-
-// Why an operation does not suit an attribute, in the script author's terms.
-std::string refusal(OpKind op, AttrKind attr) {
-  if (attr == AttrKind::function) return "a function, call it instead";
-  if (attr == AttrKind::keyed)
-    return "a keyed attribute, look up, set or delete a member by key instead";
-  if (op == OpKind::set) return "read-only attribute, set is not supported";
+  if (op == OpKind::set && attr != AttrKind::settable) {
+    return "read-only attribute, set is not supported";
+  }
   if (op == OpKind::call) return "not a function, call is not supported";
-  return "not a keyed attribute, member operations are not supported";
+  return member ? "not a keyed attribute, member operations are not supported" : nullptr;
 }
 
 }  // namespace
@@ -72,13 +63,8 @@ GenericAttributeOp GenericIf::opFor(OpKind kind, const GenericValue& self, std::
   const GenericType& node = typeOf(self, "attribute " + std::string(name));
   const U32 id = node.attributeId(name);
   const GenericAttribute* attr = node.attribute(name);
-  if (!attr) {
-    GenericIfImpl::throwOpNotSupportedException(node.name(), std::string(name),
-                                                "no such attribute");
-  }
-  if (!suits(kind, attr->kind)) {
-    GenericIfImpl::throwOpNotSupportedException(node.name(), attr->name, refusal(kind, attr->kind));
-  }
+  const char* why = attr ? refusal(kind, attr->kind) : "no such attribute";
+  if (why) GenericIfImpl::throwOpNotSupportedException(node.name(), std::string(name), why);
   GenericAttributeOp op{kind, self, *attr, id};
   const std::string context = self.typeName() + "." + attr->name;
   if (key) op.key = GenericIfImpl::unwrapValue(context + " key", attr->keyType, *key);

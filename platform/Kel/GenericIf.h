@@ -5,12 +5,68 @@
 #include <string_view>
 #include <vector>
 
+#include "Kel/Exception.h"
 #include "Kel/GenericType.h"
 #include "Kel/GenericValue.h"
 #include "Kel/Ptr.h"
 #include "Kel/String.h"
 
 namespace Kel {
+
+// An operation the generic interface does not offer on that type or attribute: an unknown name, a
+// set of a read-only attribute, a comparison the type does not define.
+class OpNotSupportedException : public Exception {
+ public:
+  explicit OpNotSupportedException(const std::string& message)
+      : Exception(message.c_str(), IdBitArray::bit(kOpNotSupportedIdBit)) {}
+};
+
+// A generic value, or a list of them, that does not fit what an operation declares: a wrong
+// argument count, a wrong argument type, a number out of the declared type's range.
+class TypeException : public Exception {
+ public:
+  explicit TypeException(const std::string& message)
+      : Exception(message.c_str(), IdBitArray::bit(kTypeIdBit)) {}
+};
+
+// Asked for the hash of a value whose type refuses to be hashed through the generic interface.
+class UnhashableException : public TypeException {
+ public:
+  using TypeException::TypeException;
+};
+
+// The checks and refusals every type's generic operations share. Each refusal is an exception
+// whose message names the type, the attribute or function, and what was expected, so a script's
+// author sees what to change without reading the library.
+class GenericIfImpl {
+ public:
+  // Checks the count and converts each argument to its declared type; throws TypeException.
+  static std::vector<GenericValue> unwrapConstructorArgs(const GenericType& type,
+                                                         const std::vector<GenericValue>& args);
+  static std::vector<GenericValue> unwrapFunctionArgs(const GenericType& type,
+                                                      const GenericAttribute& function,
+                                                      const std::vector<GenericValue>& args);
+  // One value for a declared type; `context` names where it goes ("MorvikLib::MorvikMemory.size").
+  static GenericValue unwrapValue(const std::string& context, const std::string& declaredType,
+                                  const GenericValue& value);
+
+  // "<type>: <operation> is not supported"
+  [[noreturn]] static void throwOpNotSupportedException(const std::string& typeName,
+                                                        const std::string& operation);
+  // "<type>.<attribute>: <reason>"
+  [[noreturn]] static void throwOpNotSupportedException(const std::string& typeName,
+                                                        const std::string& attribute,
+                                                        const std::string& reason);
+  [[noreturn]] static void throwUnhashableException(const std::string& typeName);
+  // "<context>: expected <expected>, got <what was given>"
+  [[noreturn]] static void throwTypeException(const std::string& context,
+                                              const std::string& expected, const GenericValue& got);
+
+ private:
+  static std::vector<GenericValue> unwrapArgs(const std::string& context,
+                                              const GenericAttribute::Args& declared,
+                                              const std::vector<GenericValue>& args);
+};
 
 // The generic (scripting) interface: objects created by type name, attributes read and set by
 // name, keyed attributes looked up, set, deleted and iterated, functions called, all with generic

@@ -1,6 +1,5 @@
-#include "Kel/GenericIfImpl.h"
+#include "Kel/GenericIf.h"
 
-#include "Kel/GenericExceptions.h"
 #include "Kel/GenericType.h"
 
 namespace Kel {

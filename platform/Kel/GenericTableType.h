@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "Kel/Allocate.h"
-#include "Kel/GenericIfImpl.h"
+#include "Kel/GenericIf.h"
 #include "Kel/GenericType.h"
 
 namespace Kel {
@@ -25,7 +25,6 @@ template <class R, class... A>
 struct Signature<R (*)(A...)> {
   using Result = R;
   using Params = std::tuple<std::remove_cvref_t<A>...>;
-  static constexpr std::size_t arity = sizeof...(A);
 };
 template <class R, class C, class... A>
 struct Signature<R (C::*)(A...)> : Signature<R (*)(A...)> {};
@@ -101,7 +100,7 @@ class GenericTableType : public GenericType {
   }
   template <class F>
   void function(std::string name, F f) {
-    static_assert(Signature<F>::arity == 0, "name the arguments");
+    static_assert(std::tuple_size_v<typename Signature<F>::Params> == 0, "name the arguments");
     bindFunction(std::move(name), f, {});
   }
 
@@ -151,17 +150,17 @@ class GenericTableType : public GenericType {
   // declared types, and wraps its result.
   template <class F, class... Object>
   static GenericValue call(const F& f, const Args& args, Object&... object) {
-    using S = Signature<F>;
-    return [&]<std::size_t... I>(std::index_sequence<I...>) {
-      if constexpr (std::is_void_v<typename S::Result>) {
-        std::invoke(f, object..., args[I].as<std::tuple_element_t<I, typename S::Params>>()...);
-        return GenericValue();
-      } else {
-        return GenericValue::of(std::invoke(
-            f, object..., args[I].as<std::tuple_element_t<I, typename S::Params>>()...));
-      }
+    using Params = typename Signature<F>::Params;
+    auto run = [&]<std::size_t... I>(std::index_sequence<I...>) {
+      return std::invoke(f, object..., args[I].as<std::tuple_element_t<I, Params>>()...);
+    };
+    auto all = std::make_index_sequence<std::tuple_size_v<Params>>{};
+    if constexpr (std::is_void_v<typename Signature<F>::Result>) {
+      run(all);
+      return GenericValue();
+    } else {
+      return GenericValue::of(run(all));
     }
-    (std::make_index_sequence<S::arity>{});
   }
 
   template <class F>

@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "Kel/Entity.h"
-#include "Kel/GenericIfImpl.h"
+#include "Kel/GenericIf.h"
 
 namespace Kel {
 
@@ -20,25 +20,18 @@ GenericType::GenericType(std::string name, Kind kind, GenericAttribute::Args con
     : name_(std::move(name)), kind_(kind), constructorArgs_(std::move(constructorArgs)) {}
 
 const GenericAttribute* GenericType::attribute(std::string_view name) const {
-  U32 id = attributeId(name);
+  const U32 id = attributeId(name);
   return id < attributes_.size() ? &attributes_[id] : nullptr;
 }
 
 U32 GenericType::attributeId(std::string_view name) const {
-  U32 id = 0;
-  for (const GenericAttribute& a : attributes_) {
-    if (a.name == name) break;
-    ++id;
-  }
-  return id;
+  auto named = [name](const GenericAttribute& a) { return a.name == name; };
+  return static_cast<U32>(std::find_if(attributes_.begin(), attributes_.end(), named) -
+                          attributes_.begin());
 }
 
-bool GenericType::isInstance(const PtrInterface*) const {
-  return false;
-}
-
-GenericValue GenericType::genericIfFromStrRep(const String&) const {
-  GenericIfImpl::throwOpNotSupportedException(name_, "construction from a string representation");
+void GenericType::refuse(const char* operation) const {
+  GenericIfImpl::throwOpNotSupportedException(name_, operation);
 }
 
 String GenericType::genericIfStrRep(const GenericValue& value) const {
@@ -48,20 +41,6 @@ String GenericType::genericIfStrRep(const GenericValue& value) const {
     }
   }
   return String("<" + name_ + ">");
-}
-
-bool GenericType::genericIfTypeOp(TypeOp op, const GenericValue&, const GenericValue&) const {
-  static const char* const kNames[] = {"equality", "ordering", "emptiness test"};
-  GenericIfImpl::throwOpNotSupportedException(name_, kNames[static_cast<int>(op)]);
-}
-
-std::size_t GenericType::genericIfHash(const GenericValue&) const {
-  GenericIfImpl::throwOpNotSupportedException(name_, "hash");
-}
-
-Ptr<EntityNotifiee> GenericType::genericIfNotifiee(const GenericValue&,
-                                                   const Ptr<GenericIfNotifiee>&) const {
-  GenericIfImpl::throwOpNotSupportedException(name_, "watching");
 }
 
 namespace {

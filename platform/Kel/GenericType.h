@@ -99,20 +99,30 @@ class GenericType {
   virtual GenericValue genericIfFromCtorArgs(const std::vector<GenericValue>& args) const = 0;
   virtual GenericValue genericIfAttributeOp(GenericAttributeOp& op) const = 0;
   // Whether a counted object is of this type (or derived from it).
-  virtual bool isInstance(const PtrInterface* object) const;
-  virtual GenericValue genericIfFromStrRep(const String& text) const;
+  virtual bool isInstance(const PtrInterface* object) const = 0;
+  // "<Test::Thing 'a'>" for an entity, "<MorvikLib::MorvikAuditSm>" for another object.
   virtual String genericIfStrRep(const GenericValue& value) const;
+  virtual GenericValue genericIfFromStrRep(const String&) const {
+    refuse("construction from a string representation");
+  }
   // Comparisons of two values of this type; `b` is ignored for empty.
-  virtual bool genericIfTypeOp(TypeOp op, const GenericValue& a, const GenericValue& b) const;
-  virtual std::size_t genericIfHash(const GenericValue& value) const;
+  virtual bool genericIfTypeOp(TypeOp op, const GenericValue&, const GenericValue&) const {
+    refuse(op == TypeOp::equal ? "equality" : op == TypeOp::less ? "ordering" : "emptiness test");
+  }
+  virtual std::size_t genericIfHash(const GenericValue&) const { refuse("hash"); }
   // A notifiee on `self` that forwards every change to `watcher`.
-  virtual Ptr<EntityNotifiee> genericIfNotifiee(const GenericValue& self,
-                                                const Ptr<GenericIfNotifiee>& watcher) const;
+  virtual Ptr<EntityNotifiee> genericIfNotifiee(const GenericValue&,
+                                                const Ptr<GenericIfNotifiee>&) const {
+    refuse("watching");
+  }
 
  protected:
   void attributeIs(GenericAttribute attribute) { attributes_.push_back(std::move(attribute)); }
 
  private:
+  // "<type>: <operation> is not supported"
+  [[noreturn]] void refuse(const char* operation) const;
+
   std::string name_;
   Kind kind_;
   GenericAttribute::Args constructorArgs_;

@@ -1,7 +1,6 @@
 #include "Checks.h"
 
 #include "Kel/GenericIf.h"
-#include "Kel/GenericIfImpl.h"
 #include "Kel/GenericType.h"
 #include "MorvikLib/TypeNames.h"
 

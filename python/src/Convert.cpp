@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "Kel/GenericExceptions.h"
+#include "Kel/GenericIf.h"
 #include "LiveObjects.h"
 
 namespace py = pybind11;

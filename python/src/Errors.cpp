@@ -3,7 +3,7 @@
 #include <string>
 
 #include "Kel/Exception.h"
-#include "Kel/GenericExceptions.h"
+#include "Kel/GenericIf.h"
 #include "Precondition.h"
 
 namespace py = pybind11;

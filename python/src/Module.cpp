@@ -13,7 +13,6 @@
 #include "Errors.h"
 #include "Kel/ActivityManager.h"
 #include "Kel/Exception.h"
-#include "Kel/GenericExceptions.h"
 #include "Kel/GenericIf.h"
 #include "Kel/GenericTableType.h"
 #include "Kel/GenericType.h"

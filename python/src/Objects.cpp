@@ -7,9 +7,7 @@
 #include "Checks.h"
 #include "Convert.h"
 #include "Kel/Allocate.h"
-#include "Kel/GenericExceptions.h"
 #include "Kel/GenericIf.h"
-#include "Kel/GenericIfImpl.h"
 #include "Kel/GenericType.h"
 #include "ModuleArgs.h"
 
