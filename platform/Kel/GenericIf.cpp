@@ -68,7 +68,6 @@ GenericAttributeOp GenericIf::opFor(OpKind kind, const GenericValue& self, std::
   GenericAttributeOp op{kind, self, *attr, id};
   const std::string context = self.typeName() + "." + attr->name;
   if (key) op.key = GenericIfImpl::unwrapValue(context + " key", attr->keyType, *key);
-  op.fromKey = key != nullptr;
   if (value) op.value = GenericIfImpl::unwrapValue(context, attr->type, *value);
   return op;
 }

@@ -120,7 +120,7 @@ class GenericTableType : public GenericType {
            }
            const bool lookup = op.kind == Op::Kind::memberGet;
            std::optional<K> from;
-           if (lookup || op.fromKey) from = op.key.as<K>();
+           if (!op.key.isNull()) from = op.key.as<K>();
            for (const auto& [key, value] : members(self)) {
              if (from && !(key == *from)) continue;
              if (lookup) return GenericValue::of<V>(value);

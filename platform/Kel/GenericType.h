@@ -52,9 +52,8 @@ struct GenericAttributeOp {
   U32 attributeId;
   // set: the new value; memberSet: the member's new value.
   GenericValue value = {};
-  // memberGet, memberSet, memberDel, and members when fromKey is set.
+  // memberGet, memberSet, memberDel; members: the member to start from, null for the first.
   GenericValue key = {};
-  bool fromKey = false;
   // call: the arguments as given.
   std::vector<GenericValue> args = {};
   // members: filled by the type, each member as (key, value), in the attribute's own order.
@@ -68,9 +67,6 @@ class GenericIfNotifiee : public PtrInterface {
  public:
   virtual void onRawAttribute(U32 attributeId) = 0;
   virtual void onRawAttribute(U32 attributeId, const GenericValue& key) = 0;
-
- protected:
-  ~GenericIfNotifiee() override = default;
 };
 
 // A type node of the generic interface: the type's name, its attributes in declared order (an

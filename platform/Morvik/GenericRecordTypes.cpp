@@ -104,13 +104,10 @@ std::unique_ptr<GenericType> auditStatusType() {
 // Registers the shared records when the platform library is loaded, so that a script can publish
 // a status, a manifest and the audit records as the other agents would.
 __attribute__((constructor)) void recordTypesLoaded() {
-  Kel::typeNodeIs(regionType());
-  Kel::typeNodeIs(featureManifestType());
-  Kel::typeNodeIs(statusType());
-  Kel::typeNodeIs(manifestType());
-  Kel::typeNodeIs(auditType());
-  Kel::typeNodeIs(auditRequestType());
-  Kel::typeNodeIs(auditStatusType());
+  for (auto type : {regionType, featureManifestType, statusType, manifestType, auditType,
+                    auditRequestType, auditStatusType}) {
+    Kel::typeNodeIs(type());
+  }
 }
 
 }  // namespace
