@@ -7,9 +7,6 @@
 
 #include "Kel/Exception.h"
 #include "Kel/GenericType.h"
-#include "Kel/GenericValue.h"
-#include "Kel/Ptr.h"
-#include "Kel/String.h"
 
 namespace Kel {
 

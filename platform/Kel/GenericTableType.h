@@ -13,7 +13,6 @@
 
 #include "Kel/Allocate.h"
 #include "Kel/GenericIf.h"
-#include "Kel/GenericType.h"
 
 namespace Kel {
 

@@ -10,10 +10,6 @@
 
 #include "Kel/Entity.h"
 #include "Kel/GenericValue.h"
-#include "Kel/Ptr.h"
-#include "Kel/PtrInterface.h"
-#include "Kel/String.h"
-#include "Kel/Types.h"
 
 namespace Kel {
 
