@@ -20,8 +20,8 @@
 namespace {
 
 using Kel::GenericAttribute;
-using Kel::GenericIf;
-using Kel::GenericIfImpl;
+namespace GenericIf = Kel::GenericIf;
+namespace GenericIfImpl = Kel::GenericIfImpl;
 using Kel::GenericValue;
 using Args = std::vector<GenericValue>;
 

@@ -21,7 +21,7 @@
 
 namespace {
 
-using Kel::GenericIf;
+namespace GenericIf = Kel::GenericIf;
 using Kel::GenericValue;
 using MorvikLib::MemoryMapping;
 using MorvikLib::MorvikMemory;

@@ -8,7 +8,7 @@ namespace morvikpy {
 
 namespace {
 
-using Kel::GenericIfImpl;
+namespace GenericIfImpl = Kel::GenericIfImpl;
 using Kel::GenericValue;
 
 const std::map<std::string, TypeChecks>& registry() {

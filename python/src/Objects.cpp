@@ -17,7 +17,7 @@ namespace morvikpy {
 
 namespace {
 
-using Kel::GenericIf;
+namespace GenericIf = Kel::GenericIf;
 using Kel::GenericValue;
 
 // A keyed attribute of one object, read and changed like a dict.
