@@ -46,9 +46,7 @@ constexpr const char* genericTypeName(std::type_identity<Thing>) {
 }
 
 std::unique_ptr<Kel::GenericTableType<Thing>> thingType() {
-  auto t = Kel::GenericTableType<Thing>::create(
-      Kel::GenericType::Kind::entity, [](Kel::Name name) { return Kel::allocate<Thing>(name); },
-      {"name"});
+  auto t = Kel::GenericTableType<Thing>::made<Kel::Name>(Kel::GenericType::Kind::entity, {"name"});
   t->function("add", &Thing::add, {"a", "b"});
   return t;
 }

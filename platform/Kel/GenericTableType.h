@@ -53,9 +53,11 @@ class GenericTableType : public GenericType {
                                                   const char* const (&argNames)[N]) {
     return std::make_unique<GenericTableType>(kind, make, argNames);
   }
-  // A type whose objects are made from a name alone.
-  static std::unique_ptr<GenericTableType> named(Kind kind) {
-    return create(kind, [](Name name) { return allocate<T>(name); }, {"name"});
+  // A type whose objects its constructor makes from arguments of types A.
+  template <class... A, std::size_t N>
+  static std::unique_ptr<GenericTableType> made(Kind kind, const char* const (&argNames)[N]) {
+    return create(
+        kind, [](A... args) { return allocate<T>(args...); }, argNames);
   }
 
   GenericValue genericIfFromCtorArgs(const Args& args) const override {
