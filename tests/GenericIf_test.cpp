@@ -46,7 +46,7 @@ constexpr const char* genericTypeName(std::type_identity<Thing>) {
 }
 
 std::unique_ptr<Kel::GenericTableType<Thing>> thingType() {
-  auto t = Kel::GenericTableType<Thing>::made<Kel::Name>(Kel::GenericType::Kind::entity, {"name"});
+  auto t = Kel::GenericTableType<Thing>::made<Kel::Name>({"name"});
   t->function("add", &Thing::add, {"a", "b"});
   return t;
 }

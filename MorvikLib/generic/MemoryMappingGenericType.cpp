@@ -3,10 +3,8 @@
 namespace MorvikLib {
 
 MemoryMappingGenericType::MemoryMappingGenericType()
-    : GenericTableType(Kind::value,
-                       [](Kel::Name name, U64 vaddr, U32 size, U64 paddr, U64 version) {
-                         return MemoryMapping(name, vaddr, size, paddr, version);
-                       },
+    : GenericTableType([](Kel::Name name, U64 vaddr, U32 size, U64 paddr,
+                          U64 version) { return MemoryMapping(name, vaddr, size, paddr, version); },
                        {"name", "vaddr", "size", "paddr", "version"}) {
   readable("vaddr", &MemoryMapping::vaddr);
   readable("size", &MemoryMapping::size);

@@ -15,7 +15,7 @@ constexpr const char* kBuffer[] = {"addr", "data", "size"};
 }  // namespace
 
 MorvikMemoryGenericType::MorvikMemoryGenericType()
-    : GenericTableType(Kind::entity, &morvikMemoryFactory, {"name"}) {
+    : GenericTableType(&morvikMemoryFactory, {"name"}) {
   standardAttributes();
   mappingAttributes();
   dataFunctions();

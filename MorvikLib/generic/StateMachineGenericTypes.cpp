@@ -17,9 +17,10 @@ constexpr auto kStateMachine = Kel::GenericType::Kind::refCounted;
 std::unique_ptr<Kel::GenericType> morvikMemorySmGenericType() {
   using S = MorvikMemorySm;
   auto t = Kel::GenericTableType<S>::create(
-      kStateMachine, &morvikMemorySmFactory,
+      &morvikMemorySmFactory,
       {"name", "morvikStatus", "morvikManifest", "morvikAudit", "morvikAuditRequest",
-       "morvikAuditRequests", "morvikMemory"});
+       "morvikAuditRequests", "morvikMemory"},
+      kStateMachine);
   KEL_GENERIC_SETTABLE(*t, morvikStatus);
   KEL_GENERIC_SETTABLE(*t, morvikManifest);
   KEL_GENERIC_SETTABLE(*t, morvikAudit);
@@ -47,9 +48,10 @@ std::unique_ptr<Kel::GenericType> morvikMemorySmGenericType() {
 std::unique_ptr<Kel::GenericType> morvikAuditSmGenericType() {
   using A = MorvikAuditSm;
   auto t =
-      Kel::GenericTableType<A>::create(kStateMachine, &morvikAuditSmFactory,
+      Kel::GenericTableType<A>::create(&morvikAuditSmFactory,
                                        {"name", "morvikMemory", "morvikStatus", "morvikManifest",
-                                        "auditRequest", "auditStatus", "clock"});
+                                        "auditRequest", "auditStatus", "clock"},
+                                       kStateMachine);
   t->readable("morvikMemory", &A::morvikMemory);
   KEL_GENERIC_SETTABLE(*t, morvikStatus);
   t->readable("morvikManifest", &A::morvikManifest);

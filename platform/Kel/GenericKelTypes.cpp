@@ -9,7 +9,7 @@ namespace Kel {
 namespace {
 
 std::unique_ptr<GenericType> dirType() {
-  auto t = GenericTableType<Dir>::made<Name>(GenericType::Kind::entity, {"name"});
+  auto t = GenericTableType<Dir>::made<Name>({"name"});
   t->keyed<Name, Ptr<Entity>>(
       "entity", [](Dir & d) -> const auto& { return d.members(); },
       [](Dir& d, const Name& n, const Ptr<Entity>& e) { d.entityIs(n, e); },
@@ -19,7 +19,7 @@ std::unique_ptr<GenericType> dirType() {
 }
 
 std::unique_ptr<GenericType> clockType() {
-  auto t = GenericTableType<Clock>::made<Name>(GenericType::Kind::entity, {"name"});
+  auto t = GenericTableType<Clock>::made<Name>({"name"});
   t->readable("idle", &Clock::idle);
   t->readable("scheduled", &Clock::scheduled);
   return t;

@@ -40,24 +40,26 @@ class GenericTableType : public GenericType {
   using Op = GenericAttributeOp;
   using Args = std::vector<GenericValue>;
 
+  // A counted object is an entity unless said otherwise; anything else is a value.
+  static constexpr Kind kKind = std::is_base_of_v<PtrInterface, T> ? Kind::entity : Kind::value;
+
   // `make` builds the object from the constructor's arguments: its parameters declare them and
   // `argNames` names them. Every type's first attribute is its name.
   template <class Make, std::size_t N>
-  GenericTableType(Kind kind, Make make, const char* const (&argNames)[N])
+  GenericTableType(Make make, const char* const (&argNames)[N], Kind kind = kKind)
       : GenericType(typeName<T>(), kind, declared<Make>(argNames)),
         construct_([make](const Args& args) { return call(make, args); }) {
     readable("name", &T::name);
   }
   template <class Make, std::size_t N>
-  static std::unique_ptr<GenericTableType> create(Kind kind, Make make,
-                                                  const char* const (&argNames)[N]) {
-    return std::make_unique<GenericTableType>(kind, make, argNames);
+  static std::unique_ptr<GenericTableType> create(Make make, const char* const (&argNames)[N],
+                                                  Kind kind = kKind) {
+    return std::make_unique<GenericTableType>(make, argNames, kind);
   }
   // A type whose objects its constructor makes from arguments of types A.
   template <class... A, std::size_t N>
-  static std::unique_ptr<GenericTableType> made(Kind kind, const char* const (&argNames)[N]) {
-    return create(
-        kind, [](A... args) { return allocate<T>(args...); }, argNames);
+  static std::unique_ptr<GenericTableType> made(const char* const (&argNames)[N]) {
+    return create([](A... args) { return allocate<T>(args...); }, argNames);
   }
 
   GenericValue genericIfFromCtorArgs(const Args& args) const override {

@@ -19,11 +19,9 @@ namespace {
 using Kel::GenericTableType;
 using Kel::GenericType;
 
-constexpr auto kRecord = GenericType::Kind::entity;
-
 std::unique_ptr<GenericType> regionType() {
   auto t = GenericTableType<Region>::made<Kel::Name, U64, U32, U32, Kel::String>(
-      kRecord, {"name", "addr", "size", "version", "mapFile"});
+      {"name", "addr", "size", "version", "mapFile"});
   t->settable(
       "addr", [](Region& r) { return r.addr().value(); }, [](Region& r, U64 v) { r.addrIs(v); });
   KEL_GENERIC_SETTABLE(*t, size);
@@ -33,15 +31,15 @@ std::unique_ptr<GenericType> regionType() {
 }
 
 std::unique_ptr<GenericType> featureManifestType() {
-  auto t = GenericTableType<FeatureManifest>::made<Kel::Name, U64, U64>(
-      kRecord, {"name", "size", "byteOffset"});
+  auto t =
+      GenericTableType<FeatureManifest>::made<Kel::Name, U64, U64>({"name", "size", "byteOffset"});
   KEL_GENERIC_SETTABLE(*t, size);
   KEL_GENERIC_SETTABLE(*t, byteOffset);
   return t;
 }
 
 std::unique_ptr<GenericType> statusType() {
-  auto t = GenericTableType<Status>::made<Kel::Name>(kRecord, {"name"});
+  auto t = GenericTableType<Status>::made<Kel::Name>({"name"});
   KEL_GENERIC_KEYED(*t, pciAddress, Kel::String, Kel::String);
   KEL_GENERIC_SETTABLE(*t, remoteMemory);
   KEL_GENERIC_SETTABLE(*t, localMemoryVersion);
@@ -57,7 +55,7 @@ std::unique_ptr<GenericType> statusType() {
 }
 
 std::unique_ptr<GenericType> manifestType() {
-  auto t = GenericTableType<Manifest>::made<Kel::Name>(kRecord, {"name"});
+  auto t = GenericTableType<Manifest>::made<Kel::Name>({"name"});
   KEL_GENERIC_KEYED(*t, manifest, Kel::Name, Kel::Ptr<FeatureManifest>);
   KEL_GENERIC_SETTABLE(*t, fixedSystem);
   KEL_GENERIC_SETTABLE(*t, localMemory);
@@ -66,13 +64,13 @@ std::unique_ptr<GenericType> manifestType() {
 }
 
 std::unique_ptr<GenericType> auditType() {
-  auto t = GenericTableType<Audit>::made<Kel::Name>(kRecord, {"name"});
+  auto t = GenericTableType<Audit>::made<Kel::Name>({"name"});
   KEL_GENERIC_KEYED(*t, auditStatus, Kel::Name, Kel::Ptr<AuditStatus const>);
   return t;
 }
 
 std::unique_ptr<GenericType> auditRequestType() {
-  auto t = GenericTableType<AuditRequest>::made<Kel::Name>(kRecord, {"name"});
+  auto t = GenericTableType<AuditRequest>::made<Kel::Name>({"name"});
   KEL_GENERIC_SETTABLE(*t, activeChecksum);
   KEL_GENERIC_SETTABLE(*t, activeChecksumTwosComp);
   KEL_GENERIC_SETTABLE(*t, remoteMemoryVersion);
@@ -85,7 +83,7 @@ std::unique_ptr<GenericType> auditRequestType() {
 }
 
 std::unique_ptr<GenericType> auditStatusType() {
-  auto t = GenericTableType<AuditStatus>::made<Kel::Name>(kRecord, {"name"});
+  auto t = GenericTableType<AuditStatus>::made<Kel::Name>({"name"});
   KEL_GENERIC_SETTABLE(*t, standbyChecksum);
   KEL_GENERIC_SETTABLE(*t, checksumResult);
   KEL_GENERIC_SETTABLE(*t, resultId);
