@@ -71,11 +71,7 @@ class GenericTableType : public GenericType {
   }
 
   bool isInstance(const PtrInterface* object) const override {
-    if constexpr (std::is_base_of_v<PtrInterface, T>) {
-      return dynamic_cast<const T*>(object) != nullptr;
-    } else {
-      return false;
-    }
+    return dynamic_cast<const T*>(object) != nullptr;
   }
 
   // `get` is a member function or a callable taking the object.
