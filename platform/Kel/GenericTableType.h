@@ -109,15 +109,10 @@ class GenericTableType : public GenericType {
   void keyed(std::string name, Members members, Set set, Del del) {
     bind({std::move(name), typeName<V>(), GenericAttribute::Kind::keyed, {}, typeName<K>()},
          [=](T& self, Op& op) -> GenericValue {
-           if (op.kind == Op::Kind::memberSet) {
-             set(self, op.key.as<K>(), op.value.as<V>());
-             return GenericValue();
-           }
-           if (op.kind == Op::Kind::memberDel) {
-             del(self, op.key.as<K>());
-             return GenericValue();
-           }
+           if (op.kind == Op::Kind::memberSet) set(self, op.key.as<K>(), op.value.as<V>());
+           if (op.kind == Op::Kind::memberDel) del(self, op.key.as<K>());
            const bool lookup = op.kind == Op::Kind::memberGet;
+           if (!lookup && op.kind != Op::Kind::members) return GenericValue();
            std::optional<K> from;
            if (!op.key.isNull()) from = op.key.as<K>();
            for (const auto& [key, value] : members(self)) {
