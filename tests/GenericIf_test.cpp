@@ -6,6 +6,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -23,7 +24,6 @@ using Kel::GenericAttribute;
 namespace GenericIf = Kel::GenericIf;
 namespace GenericIfImpl = Kel::GenericIfImpl;
 using Kel::GenericValue;
-using Args = std::vector<GenericValue>;
 
 GenericValue u64(U64 v) {
   return GenericValue::ofUnsigned("U64", v);
