@@ -12,6 +12,7 @@
 #include "Morvik/Manifest.h"
 #include "Morvik/Status.h"
 #include "MorvikLib/MorvikMemory.h"
+#include "MorvikLib/TypeNames.h"
 
 namespace MorvikLib {
 
@@ -33,7 +34,7 @@ class MorvikAuditSm : public Kel::PtrInterface {
                 const Kel::Ptr<Kel::Clock const>& clock);
   ~MorvikAuditSm() override;
 
-  const char* fwkType() const { return "MorvikLib::MorvikAuditSm"; }
+  const char* fwkType() const { return kMorvikAuditSmTypeName; }
   const Kel::Name& name() const { return name_; }
   void hasNotificationActiveIs(bool on) override;
   void kelDoZombieReactors(bool zombie);

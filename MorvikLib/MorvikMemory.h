@@ -11,6 +11,7 @@
 #include "Kel/Ptr.h"
 #include "Kel/Types.h"
 #include "MorvikLib/MemoryMapping.h"
+#include "MorvikLib/TypeNames.h"
 
 namespace MorvikLib {
 
@@ -50,7 +51,7 @@ class MorvikMemory : public Kel::Entity {
   Kel::NotifieeList* notifieeList() const override { return &notifiees_; }
   Kel::Name name() const override { return name_; }
   void nameIsFromBackup(const Kel::Name& name) override { name_ = name; }
-  const char* fwkType() const override { return "MorvikLib::MorvikMemory"; }
+  const char* fwkType() const override { return kMorvikMemoryTypeName; }
 
   // Attributes.
   bool activeSupe() const { return activeSupe_; }

@@ -12,6 +12,7 @@
 #include "Morvik/Manifest.h"
 #include "Morvik/Status.h"
 #include "MorvikLib/MorvikMemory.h"
+#include "MorvikLib/TypeNames.h"
 
 namespace MorvikLib {
 
@@ -40,7 +41,7 @@ class MorvikMemorySm : public Kel::Entity {
   Kel::NotifieeList* notifieeList() const override { return &notifiees_; }
   Kel::Name name() const override { return name_; }
   void nameIsFromBackup(const Kel::Name& name) override { name_ = name; }
-  const char* fwkType() const override { return "MorvikLib::MorvikMemorySm"; }
+  const char* fwkType() const override { return kMorvikMemorySmTypeName; }
   void hasNotificationActiveIs(bool on) override;
   void kelDoZombieReactors(bool zombie);
 

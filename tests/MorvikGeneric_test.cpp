@@ -12,18 +12,16 @@
 
 #include "Kel/Allocate.h"
 #include "Kel/GenericIf.h"
-#include "Kel/GenericTypeRegistry.h"
-#include "Kel/OpNotSupportedException.h"
-#include "Kel/TypeException.h"
-#include "Kel/UnhashableException.h"
+#include "Kel/GenericType.h"
 #include "MorvikLib/MorvikMemory.h"
-#include "MorvikLib/generic/GenericTypeNames.h"
+#include "MorvikLib/TypeNames.h"
+#include "MorvikLib/generic/GenericRegistration.h"
 #include "support/KelLeakCheck.h"
 #include "support/Refusals.h"
 
 namespace {
 
-using Kel::GenericIf;
+namespace GenericIf = Kel::GenericIf;
 using Kel::GenericValue;
 using MorvikLib::MemoryMapping;
 using MorvikLib::MorvikMemory;
@@ -36,11 +34,11 @@ std::vector<std::string> described(const char* typeName) {
   static const char* const kKinds[] = {"r", "s", "k", "f"};
   std::vector<std::string> out;
   for (const auto& a : GenericIf::type(typeName).attributes()) {
-    std::string d = a.name() + ":" + a.type() + ":" + kKinds[static_cast<int>(a.kind())];
-    if (a.kind() == Kel::GenericAttribute::Kind::function) {
-      d += "(" + Kel::GenericAttribute::argList(a.args()) + ")";
+    std::string d = a.name + ":" + a.type + ":" + kKinds[static_cast<int>(a.kind)];
+    if (a.kind == Kel::GenericAttribute::Kind::function) {
+      d += "(" + Kel::GenericAttribute::argList(a.args) + ")";
     }
-    if (a.kind() == Kel::GenericAttribute::Kind::keyed) d += "[" + a.keyType() + "]";
+    if (a.kind == Kel::GenericAttribute::Kind::keyed) d += "[" + a.keyType + "]";
     out.push_back(d);
   }
   return out;
@@ -48,7 +46,7 @@ std::vector<std::string> described(const char* typeName) {
 
 std::vector<std::string> names(const char* typeName) {
   std::vector<std::string> out;
-  for (const auto& a : GenericIf::type(typeName).attributes()) out.push_back(a.name());
+  for (const auto& a : GenericIf::type(typeName).attributes()) out.push_back(a.name);
   return out;
 }
 
@@ -57,7 +55,7 @@ GenericValue u64(U64 v) {
 }
 
 GenericValue text(const char* v) {
-  return GenericValue::ofString(Kel::String(v));
+  return GenericValue::of(Kel::String(v));
 }
 
 GenericValue mapping(const char* name, U64 vaddr, U64 size, U64 paddr, U64 version) {
@@ -72,15 +70,15 @@ class MorvikGenericTest : public KelTest::LeakCheckedTest {
 };
 
 TEST_F(MorvikGenericTest, TypesAreRegisteredInLoadOrder) {
-  std::vector<std::string> all = Kel::GenericTypeRegistry::instance().typeNames();
+  std::vector<std::string> all = Kel::typeNames();
   std::vector<std::string> ours;
   for (const std::string& n : all) {
     if (n.rfind("MorvikLib::", 0) == 0) ours.push_back(n);
   }
   EXPECT_EQ(ours, (std::vector<std::string>{kMap, "MorvikLib::MorvikAuditSm", kMem,
                                             "MorvikLib::MorvikMemorySm"}));
-  std::vector<std::string> section(std::begin(MorvikLib::kGenericTypeNames),
-                                   std::end(MorvikLib::kGenericTypeNames));
+  std::vector<std::string> section(std::begin(MorvikLib::kTypeNames),
+                                   std::end(MorvikLib::kTypeNames));
   EXPECT_EQ(section, (std::vector<std::string>{"MorvikLib::MorvikMemorySm", kMem,
                                                "MorvikLib::MorvikAuditSm", kMap}));
 }
@@ -180,9 +178,9 @@ TEST_F(MorvikGenericTest, StateMachinesOfferTheirAttributesAndConstructorArgumen
             "Morvik::Audit morvikAudit, Morvik::AuditRequest morvikAuditRequest, Kel::Dir "
             "morvikAuditRequests, MorvikLib::MorvikMemory morvikMemory");
   const auto& sm = GenericIf::type("MorvikLib::MorvikMemorySm");
-  EXPECT_EQ(Kel::GenericAttribute::argList(sm.attribute("overlap")->args()),
+  EXPECT_EQ(Kel::GenericAttribute::argList(sm.attribute("overlap")->args),
             "U64 start1, U64 size1, U64 start2, U64 size2");
-  EXPECT_EQ(Kel::GenericAttribute::argList(sm.attribute("setWriteAccess")->args()),
+  EXPECT_EQ(Kel::GenericAttribute::argList(sm.attribute("setWriteAccess")->args),
             "U64 dest, U32 size, int prot");
   EXPECT_EQ(
       names("MorvikLib::MorvikAuditSm"),
@@ -219,7 +217,7 @@ class Recorder : public Kel::GenericIfNotifiee {
   std::vector<std::string> heard;
 
  private:
-  static std::string name(U32 id) { return GenericIf::type(kMem).attributes().at(id).name(); }
+  static std::string name(U32 id) { return GenericIf::type(kMem).attributes().at(id).name; }
 };
 
 class MorvikMemoryGenericTest : public MorvikGenericTest {
@@ -251,7 +249,7 @@ TEST_F(MorvikMemoryGenericTest, SetsGoThroughTheSettersAndNotifyOnChangeOnly) {
 TEST_F(MorvikMemoryGenericTest, KeyedAttributeLooksUpSetsDeletesAndIterates) {
   GenericIf::memberIs(mem_, "replicationStatusBitmap", u64(1), u64(0x81));
   GenericIf::memberIs(mem_, "replicationStatusBitmap", u64(1), u64(0x81));
-  GenericIf::call(mem_, "replicationStatusIs", {u64(0), GenericValue::ofBool(true)});
+  GenericIf::call(mem_, "replicationStatusIs", {u64(0), GenericValue::of(true)});
   EXPECT_EQ(counter_->keys, (std::vector<U64>{1, 0}));
   EXPECT_EQ(GenericIf::member(mem_, "replicationStatusBitmap", u64(1)).describe(), "U8 129");
   EXPECT_TRUE(GenericIf::member(mem_, "replicationStatusBitmap", u64(2)).isNull());
@@ -274,8 +272,8 @@ TEST_F(MorvikMemoryGenericTest, WatcherHearsEveryChangeByAttributeUntilUnregiste
   memory().activeSupeIs(true);
   memory().replicationStatusBitmapIs(7, 1);
   memory().remoteMemoryChangedGenIdInc(1);
-  GenericIf::attributeIs(mem_, "deletion", GenericValue::ofBool(true));
-  GenericIf::call(mem_, "replicationStatusIs", {u64(0), GenericValue::ofBool(true)});
+  GenericIf::attributeIs(mem_, "deletion", GenericValue::of(true));
+  GenericIf::call(mem_, "replicationStatusIs", {u64(0), GenericValue::of(true)});
   watch->isRegisteredNotifieeIs(false);
   memory().activeSupeIs(false);
   EXPECT_EQ(recorder->heard, (std::vector<std::string>{"activeSupe", "replicationStatusBitmap[7]",
@@ -283,8 +281,20 @@ TEST_F(MorvikMemoryGenericTest, WatcherHearsEveryChangeByAttributeUntilUnregiste
                                                        "replicationStatusBitmap[0]"}));
 }
 
+// Loading the library again registers its types again, destroying the nodes a watch began with.
+TEST_F(MorvikMemoryGenericTest, WatchOutlivesTheTypeBeingRegisteredAgain) {
+  auto recorder = Kel::allocate<Recorder>();
+  Kel::Ptr<Kel::EntityNotifiee> watch = GenericIf::watch(mem_, recorder);
+  MorvikLib::registerGenericTypes();
+  memory().remoteCopyChunkSizeIs(512);
+  memory().replicationStatusBitmapIs(3, 1);
+  watch->isRegisteredNotifieeIs(false);
+  EXPECT_EQ(recorder->heard,
+            (std::vector<std::string>{"remoteCopyChunkSize", "replicationStatusBitmap[3]"}));
+}
+
 TEST_F(MorvikMemoryGenericTest, RefusalsNameTheTypeTheAttributeAndWhatWasExpected) {
-  GenericValue buffer = GenericValue::ofBytePtr(nullptr);
+  GenericValue buffer = GenericValue::of(Kel::BytePtr{});
   const MorvikTest::Refusals table = {
       {[&] {
          GenericIf::call(mem_, "doWrite_py", {u64(0), u64(0)});

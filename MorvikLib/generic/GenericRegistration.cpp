@@ -1,11 +1,10 @@
 #include "MorvikLib/generic/GenericRegistration.h"
 
-#include "Kel/GenericTypeRegistry.h"
-#include "MorvikLib/generic/GenericTypeNames.h"
+#include "Kel/GenericType.h"
+#include "MorvikLib/TypeNames.h"
 #include "MorvikLib/generic/MemoryMappingGenericType.h"
-#include "MorvikLib/generic/MorvikAuditSmGenericType.h"
 #include "MorvikLib/generic/MorvikMemoryGenericType.h"
-#include "MorvikLib/generic/MorvikMemorySmGenericType.h"
+#include "MorvikLib/generic/StateMachineGenericTypes.h"
 
 namespace MorvikLib {
 
@@ -17,7 +16,7 @@ void registerGenericTypes() {
 }
 
 void unregisterGenericTypes() {
-  for (const char* name : kGenericTypeNames) Kel::typeNodeDel(name);
+  for (const char* name : kTypeNames) Kel::typeNodeDel(name);
 }
 
 }  // namespace MorvikLib

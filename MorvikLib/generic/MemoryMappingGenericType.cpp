@@ -2,36 +2,18 @@
 
 namespace MorvikLib {
 
-namespace {
-
-constexpr const char* kType = "MorvikLib::MemoryMapping";
-
-Kel::GenericValue wrap(const MemoryMapping& m) {
-  return Kel::genericWrap(kType, m);
-}
-
-}  // namespace
-
 MemoryMappingGenericType::MemoryMappingGenericType()
-    : GenericTableType(kType, Kind::value,
-                       {{"Kel::Name", "name"},
-                        {"U64", "vaddr"},
-                        {"U32", "size"},
-                        {"U64", "paddr"},
-                        {"U64", "version"}},
-                       [](const Args& a) {
-                         return wrap(MemoryMapping(a[0].as<Kel::Name>(), a[1].as<U64>(),
-                                                   a[2].as<U32>(), a[3].as<U64>(), a[4].as<U64>()));
-                       }) {
-  readable("name", "Kel::Name", [](const MemoryMapping& m) { return m.name(); });
-  readable("vaddr", "U64", [](const MemoryMapping& m) { return m.vaddr(); });
-  readable("size", "U32", [](const MemoryMapping& m) { return m.size(); });
-  readable("paddr", "U64", [](const MemoryMapping& m) { return m.paddr(); });
-  readable("version", "U64", [](const MemoryMapping& m) { return m.version(); });
+    : GenericTableType([](Kel::Name name, U64 vaddr, U32 size, U64 paddr,
+                          U64 version) { return MemoryMapping(name, vaddr, size, paddr, version); },
+                       {"name", "vaddr", "size", "paddr", "version"}) {
+  readable("vaddr", &MemoryMapping::vaddr);
+  readable("size", &MemoryMapping::size);
+  readable("paddr", &MemoryMapping::paddr);
+  readable("version", &MemoryMapping::version);
 }
 
 Kel::GenericValue MemoryMappingGenericType::genericIfFromStrRep(const Kel::String& text) const {
-  return wrap(MemoryMapping::fromStrRep(text));
+  return Kel::GenericValue::of(MemoryMapping::fromStrRep(text));
 }
 
 Kel::String MemoryMappingGenericType::genericIfStrRep(const Kel::GenericValue& value) const {
@@ -54,7 +36,7 @@ bool MemoryMappingGenericType::genericIfTypeOp(TypeOp op, const Kel::GenericValu
 
 // Deliberately not hashable through the generic interface.
 std::size_t MemoryMappingGenericType::genericIfHash(const Kel::GenericValue&) const {
-  Kel::GenericIfImpl::throwUnhashableException(kType);
+  Kel::GenericIfImpl::throwUnhashableException(name());
 }
 
 }  // namespace MorvikLib

@@ -5,6 +5,7 @@
 
 #include "Kel/GenericTableType.h"
 #include "MorvikLib/MemoryMapping.h"
+#include "MorvikLib/TypeNames.h"
 
 namespace MorvikLib {
 

@@ -1,170 +1,97 @@
 #include "MorvikLib/generic/MorvikMemoryGenericType.h"
 
-#include "Kel/Dir.h"
 #include "MorvikLib/generic/MorvikMemoryGenericNotifiee.h"
 
 namespace MorvikLib {
 
 namespace {
 
-constexpr const char* kType = "MorvikLib::MorvikMemory";
-constexpr const char* kMapping = "MorvikLib::MemoryMapping";
 using M = MorvikMemory;
-using Args = std::vector<Kel::GenericValue>;
-using Kel::GenericValue;
 
-// Functions, not globals: registration runs from the library's load-time initialiser, which may
-// come before this file's static initialisation.
-Kel::GenericAttribute::Args bufferArgs() {
-  return {{"U32", "addr"}, {"Kel::BytePtr", "data"}, {"U32", "size"}};
-}
-
-Kel::GenericAttribute::Args scriptBufferArgs() {
-  return {{"U32", "addr"}, {"U64", "data"}, {"U32", "size"}};
-}
-
-// A data operation on (offset, buffer, size): the plain form takes a byte pointer, the scripting
-// form the buffer's address as a number.
-template <class Buffer, class F>
-auto bufferCall(F f) {
-  return [f](M& m, const Args& a) {
-    (m.*f)(a[0].as<U32>(), a[1].as<Buffer>(), a[2].as<U32>());
-    return GenericValue();
-  };
-}
+// The data operations' arguments: the plain forms take a byte pointer, the scripting (_py) forms
+// the buffer's address as a number.
+constexpr const char* kBuffer[] = {"addr", "data", "size"};
 
 }  // namespace
 
-#define MORVIK_SCALAR(attr, type, V) \
-  settable<V>(                       \
-      #attr, type, [](M& m) { return m.attr(); }, [](M& m, const V& v) { m.attr##Is(v); })
-
 MorvikMemoryGenericType::MorvikMemoryGenericType()
-    : GenericTableType(kType, Kind::entity, {{"Kel::Name", "name"}}, [](const Args& a) {
-        return Kel::genericWrap(kType, morvikMemoryFactory(a[0].as<Kel::Name>()));
-      }) {
+    : GenericTableType(&morvikMemoryFactory, {"name"}) {
   standardAttributes();
   mappingAttributes();
   dataFunctions();
-  MORVIK_SCALAR(ignoreChecksum, "bool", bool);
+  KEL_GENERIC_SETTABLE(*this, ignoreChecksum);
   testFunctions();
   copierAttributes();
   shadowFunctions();
-  MORVIK_SCALAR(deletion, "bool", bool);
-  action("handleDeletion", &M::handleDeletion);
+  KEL_GENERIC_SETTABLE(*this, deletion);
+  function("handleDeletion", &M::handleDeletion);
 }
 
 // This stand-in keeps no entity tree: a memory entity has no parent and its full name is its name.
 void MorvikMemoryGenericType::standardAttributes() {
-  readable("name", "Kel::Name", [](M& m) { return m.name(); });
-  readable("fullName", "Kel::String", [](M& m) { return m.name().string(); });
-  readable("parent", "Kel::Entity", [](M&) { return Kel::Ptr<Kel::Entity>(); });
-  readable("parentAttrName", "Kel::Name", [](M&) { return Kel::Name(); });
-  readable("entity", kType, [](M& m) { return Kel::Ptr<M>(&m); });
+  readable("fullName", [](M& m) { return m.name().string(); });
+  readable("parent", [](M&) { return Kel::Ptr<Kel::Entity>(); });
+  readable("parentAttrName", [](M&) { return Kel::Name(); });
+  readable("entity", [](M& m) { return Kel::Ptr<M>(&m); });
 }
 
 void MorvikMemoryGenericType::mappingAttributes() {
-  using MM = MemoryMapping;
-  auto pairCall = [](void (M::*f)(const MM&, const MM&)) {
-    return [f](M& m, const Args& a) {
-      (m.*f)(a[0].as<MM>(), a[1].as<MM>());
-      return GenericValue();
-    };
-  };
-  const Kel::GenericAttribute::Args pair{{kMapping, "map"}, {kMapping, "shadow"}};
-  MORVIK_SCALAR(activeSupe, "bool", bool);
-  MORVIK_SCALAR(localMemory, kMapping, MM);
-  MORVIK_SCALAR(localMemoryWritableShadow, kMapping, MM);
-  function("setLocal", "void", pair, pairCall(&M::setLocal));
-  action("unsetLocal", &M::unsetLocal);
-  MORVIK_SCALAR(remoteMemory, kMapping, MM);
-  MORVIK_SCALAR(remoteMemoryWritableShadow, kMapping, MM);
-  function("setRemote", "void", pair, pairCall(&M::setRemote));
-  action("unsetRemote", &M::unsetRemote);
-  MORVIK_SCALAR(localMemorySimPaddr, "U64", U64);
-  keyed<U64, U8>(
-      "replicationStatusBitmap", "U64", "U8",
-      [](M & m) -> const auto& { return m.replicationStatusBitmap(); },
-      [](M& m, const U64& key, U8 value) { m.replicationStatusBitmapIs(key, value); },
-      [](M& m, const U64& key) { m.replicationStatusBitmapDel(key); });
-  function("replicationStatusIs", "void", {{"U64", "offset"}, {"bool", "state"}},
-           [](M& m, const Args& a) {
-             m.replicationStatusIs(a[0].as<U64>(), a[1].as<bool>());
-             return GenericValue();
-           });
-  function("replicationStatus", "bool", {{"U64", "offset"}}, [](M& m, const Args& a) {
-    return GenericValue::ofBool(m.replicationStatus(a[0].as<U64>()));
-  });
-  MORVIK_SCALAR(localMemoryReady, "bool", bool);
-  MORVIK_SCALAR(remoteMemoryReady, "bool", bool);
-  MORVIK_SCALAR(remoteMemoryVersion, "U32", U32);
-  MORVIK_SCALAR(remoteMemoryChangedGenId, "U64", U64);
+  KEL_GENERIC_SETTABLE(*this, activeSupe);
+  KEL_GENERIC_SETTABLE(*this, localMemory);
+  KEL_GENERIC_SETTABLE(*this, localMemoryWritableShadow);
+  function("setLocal", &M::setLocal, {"map", "shadow"});
+  function("unsetLocal", &M::unsetLocal);
+  KEL_GENERIC_SETTABLE(*this, remoteMemory);
+  KEL_GENERIC_SETTABLE(*this, remoteMemoryWritableShadow);
+  function("setRemote", &M::setRemote, {"map", "shadow"});
+  function("unsetRemote", &M::unsetRemote);
+  KEL_GENERIC_SETTABLE(*this, localMemorySimPaddr);
+  KEL_GENERIC_KEYED(*this, replicationStatusBitmap, U64, U8);
+  function("replicationStatusIs", &M::replicationStatusIs, {"offset", "state"});
+  function("replicationStatus", &M::replicationStatus, {"offset"});
+  KEL_GENERIC_SETTABLE(*this, localMemoryReady);
+  KEL_GENERIC_SETTABLE(*this, remoteMemoryReady);
+  KEL_GENERIC_SETTABLE(*this, remoteMemoryVersion);
+  KEL_GENERIC_SETTABLE(*this, remoteMemoryChangedGenId);
 }
 
 void MorvikMemoryGenericType::dataFunctions() {
-  function("doRead", "void", bufferArgs(), bufferCall<Kel::BytePtr>(&M::doRead));
-  function("doRead_py", "void", scriptBufferArgs(), bufferCall<U64>(&M::doRead_py));
-  function("doWrite", "void", bufferArgs(), bufferCall<Kel::BytePtr>(&M::doWrite));
-  function("doWrite_py", "void", scriptBufferArgs(), bufferCall<U64>(&M::doWrite_py));
-  function("doSet", "void", {{"U32", "offset"}, {"U32", "value"}, {"U32", "size"}},
-           bufferCall<U32>(&M::doSet));
-  function("doCopy", "void", {{"U32", "dstOffset"}, {"U32", "srcOffset"}, {"U32", "size"}},
-           bufferCall<U32>(&M::doCopy));
-  action("doSync", &M::doSync);
+  function("doRead", &M::doRead, kBuffer);
+  function("doRead_py", &M::doRead_py, kBuffer);
+  function("doWrite", &M::doWrite, kBuffer);
+  function("doWrite_py", &M::doWrite_py, kBuffer);
+  function("doSet", &M::doSet, {"offset", "value", "size"});
+  function("doCopy", &M::doCopy, {"dstOffset", "srcOffset", "size"});
+  function("doSync", &M::doSync);
 }
 
 void MorvikMemoryGenericType::testFunctions() {
-  function("doReadRemoteTest", "void", bufferArgs(),
-           bufferCall<Kel::BytePtr>(&M::doReadRemoteTest));
-  function("doReadRemoteTest_py", "void", scriptBufferArgs(),
-           bufferCall<U64>(&M::doReadRemoteTest_py));
-  function("doWriteRemoteTest", "void", bufferArgs(),
-           bufferCall<Kel::BytePtr>(&M::doWriteRemoteTest));
-  function("doWriteRemoteTest_py", "void", scriptBufferArgs(),
-           bufferCall<U64>(&M::doWriteRemoteTest_py));
-  function("doWriteLocalTest", "void", bufferArgs(),
-           bufferCall<Kel::BytePtr>(&M::doWriteLocalTest));
-  function("doWriteLocalTest_py", "void", scriptBufferArgs(),
-           bufferCall<U64>(&M::doWriteLocalTest_py));
+  function("doReadRemoteTest", &M::doReadRemoteTest, kBuffer);
+  function("doReadRemoteTest_py", &M::doReadRemoteTest_py, kBuffer);
+  function("doWriteRemoteTest", &M::doWriteRemoteTest, kBuffer);
+  function("doWriteRemoteTest_py", &M::doWriteRemoteTest_py, kBuffer);
+  function("doWriteLocalTest", &M::doWriteLocalTest, kBuffer);
+  function("doWriteLocalTest_py", &M::doWriteLocalTest_py, kBuffer);
 }
 
 void MorvikMemoryGenericType::copierAttributes() {
-  action("doFlushWithRead", &M::doFlushWithRead);
-  function("remoteSet", "void", {{"U32", "byteOffset"}, {"U32", "value"}, {"U32", "size"}},
-           bufferCall<U32>(&M::remoteSet));
-  action("remoteCopyChunk", &M::remoteCopyChunk);
-  function("scheduleRemoteCopy", "bool", {{"U32", "byteOffset"}, {"U32", "size"}},
-           [](M& m, const Args& a) {
-             return GenericValue::ofBool(m.scheduleRemoteCopy(a[0].as<U32>(), a[1].as<U32>()));
-           });
-  function("remoteCopy", "void", {{"U32", "byteOffset"}, {"U32", "size"}}, [](M& m, const Args& a) {
-    m.remoteCopy(a[0].as<U32>(), a[1].as<U32>());
-    return GenericValue();
-  });
-  MORVIK_SCALAR(remoteCopyPending, "bool", bool);
-  MORVIK_SCALAR(remoteCopyChunkSize, "U32", U32);
+  function("doFlushWithRead", &M::doFlushWithRead);
+  function("remoteSet", &M::remoteSet, {"byteOffset", "value", "size"});
+  function("remoteCopyChunk", &M::remoteCopyChunk);
+  function("scheduleRemoteCopy", &M::scheduleRemoteCopy, {"byteOffset", "size"});
+  function("remoteCopy", &M::remoteCopy, {"byteOffset", "size"});
+  KEL_GENERIC_SETTABLE(*this, remoteCopyPending);
+  KEL_GENERIC_SETTABLE(*this, remoteCopyChunkSize);
 }
 
 void MorvikMemoryGenericType::shadowFunctions() {
-  function("getShadow", "U64", {{"U64", "dest"}, {"U32", "size"}}, [](M& m, const Args& a) {
-    return GenericValue::ofUnsigned("U64", m.getShadow(a[0].as<U64>(), a[1].as<U32>()));
-  });
-  function("protectedMemoryCopy", "void", {{"U64", "dest"}, {"U64", "src"}, {"U32", "size"}},
-           [](M& m, const Args& a) {
-             m.protectedMemoryCopy(a[0].as<U64>(), a[1].as<U64>(), a[2].as<U32>());
-             return GenericValue();
-           });
-  function("protectedMemorySet", "void", {{"U64", "dest"}, {"U32", "c"}, {"U32", "size"}},
-           [](M& m, const Args& a) {
-             m.protectedMemorySet(a[0].as<U64>(), a[1].as<U32>(), a[2].as<U32>());
-             return GenericValue();
-           });
+  function("getShadow", &M::getShadow, {"dest", "size"});
+  function("protectedMemoryCopy", &M::protectedMemoryCopy, {"dest", "src", "size"});
+  function("protectedMemorySet", &M::protectedMemorySet, {"dest", "c", "size"});
 }
 
-#undef MORVIK_SCALAR
-
 Kel::Ptr<Kel::EntityNotifiee> MorvikMemoryGenericType::genericIfNotifiee(
-    const GenericValue& self, const Kel::Ptr<Kel::GenericIfNotifiee>& watcher) const {
+    const Kel::GenericValue& self, const Kel::Ptr<Kel::GenericIfNotifiee>& watcher) const {
   return MorvikLib::genericIfNotifiee(*this, self.as<Kel::Ptr<M>>(), watcher);
 }
 

@@ -3,6 +3,7 @@
 
 #include "Kel/GenericTableType.h"
 #include "MorvikLib/MorvikMemory.h"
+#include "MorvikLib/TypeNames.h"
 
 namespace MorvikLib {
 

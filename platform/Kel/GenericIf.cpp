@@ -3,64 +3,31 @@
 #include <functional>
 
 #include "Kel/Exception.h"
-#include "Kel/GenericIfImpl.h"
-#include "Kel/GenericTypeRegistry.h"
 
-namespace Kel {
+namespace Kel::GenericIf {
 
 namespace {
 
 using OpKind = GenericAttributeOp::Kind;
 using AttrKind = GenericAttribute::Kind;
 
-bool suits(OpKind op, AttrKind attr) {
-  switch (op) {
-    case OpKind::get:
-      return attr == AttrKind::readable || attr == AttrKind::settable;
-    case OpKind::set:
-      return attr == AttrKind::settable;
-    case OpKind::call:
-      return attr == AttrKind::function;
-    default:
-      return attr == AttrKind::keyed;
+// Why an operation does not suit an attribute, in the script author's terms; null when it suits.
+const char* refusal(OpKind op, AttrKind attr) {
+  const bool member = op != OpKind::get && op != OpKind::set && op != OpKind::call;
+  if (attr == AttrKind::function) {
+    return op == OpKind::call ? nullptr : "a function, call it instead";
   }
-}
-
-// Why an operation does not suit an attribute, in the script author's terms.
-std::string refusal(OpKind op, AttrKind attr) {
-  if (attr == AttrKind::function) return "a function, call it instead";
-  if (attr == AttrKind::keyed)
-    return "a keyed attribute, look up, set or delete a member by key instead";
-  if (op == OpKind::set) return "read-only attribute, set is not supported";
+  if (attr == AttrKind::keyed) {
+    return member ? nullptr : "a keyed attribute, look up, set or delete a member by key instead";
+  }
+  if (op == OpKind::set && attr != AttrKind::settable) {
+    return "read-only attribute, set is not supported";
+  }
   if (op == OpKind::call) return "not a function, call is not supported";
-  return "not a keyed attribute, member operations are not supported";
+  return member ? "not a keyed attribute, member operations are not supported" : nullptr;
 }
 
-}  // namespace
-
-const GenericType& GenericIf::type(std::string_view typeName) {
-  const GenericType* node = typeNode(typeName);
-  if (!node) throw RangeException(std::string(typeName) + ": no such type is registered");
-  return *node;
-}
-
-GenericValue GenericIf::genericIfFromCtorArgs(std::string_view typeName,
-                                              const std::vector<GenericValue>& args) {
-  return type(typeName).genericIfFromCtorArgs(args);
-}
-
-GenericValue GenericIf::fromStrRep(std::string_view typeName, const String& text) {
-  return type(typeName).genericIfFromStrRep(text);
-}
-
-String GenericIf::strRep(const GenericValue& value) {
-  if (value.kind() == GenericValue::Kind::object || value.kind() == GenericValue::Kind::value) {
-    if (const GenericType* node = typeNode(value.typeName())) return node->genericIfStrRep(value);
-  }
-  return String(value.describe());
-}
-
-const GenericType& GenericIf::typeOf(const GenericValue& self, std::string_view operation) {
+const GenericType& typeOf(const GenericValue& self, std::string_view operation) {
   const GenericType* node = typeNode(self.typeName());
   if (!node) {
     GenericIfImpl::throwOpNotSupportedException(self.typeName(), std::string(operation));
@@ -68,127 +35,129 @@ const GenericType& GenericIf::typeOf(const GenericValue& self, std::string_view 
   return *node;
 }
 
-GenericAttributeOp GenericIf::opFor(const GenericValue& self, std::string_view name,
-                                    GenericAttributeOp::Kind kind) {
+// The operation on attribute `name` of `self`, refused unless it suits the attribute's kind,
+// with `key` and `value` (when given) converted to their declared types.
+GenericAttributeOp opFor(OpKind kind, const GenericValue& self, std::string_view name,
+                         const GenericValue* key = nullptr, const GenericValue* value = nullptr) {
   const GenericType& node = typeOf(self, "attribute " + std::string(name));
   const U32 id = node.attributeId(name);
   const GenericAttribute* attr = node.attribute(name);
-  if (!attr) {
-    GenericIfImpl::throwOpNotSupportedException(node.name(), std::string(name),
-                                                "no such attribute");
-  }
-  if (!suits(kind, attr->kind())) {
-    GenericIfImpl::throwOpNotSupportedException(node.name(), attr->name(),
-                                                refusal(kind, attr->kind()));
-  }
-  return GenericAttributeOp(kind, self, *attr, id);
+  const char* why = attr ? refusal(kind, attr->kind) : "no such attribute";
+  if (why) GenericIfImpl::throwOpNotSupportedException(node.name(), std::string(name), why);
+  GenericAttributeOp op{kind, self, *attr, id};
+  const std::string context = self.typeName() + "." + attr->name;
+  if (key) op.key = GenericIfImpl::unwrapValue(context + " key", attr->keyType, *key);
+  if (value) op.value = GenericIfImpl::unwrapValue(context, attr->type, *value);
+  return op;
 }
 
-GenericValue GenericIf::attribute(const GenericValue& self, std::string_view name) {
-  GenericAttributeOp op = opFor(self, name, OpKind::get);
-  return typeOf(self, "").genericIfAttributeOp(op);
+GenericValue run(GenericAttributeOp& op) {
+  return typeOf(op.self, "").genericIfAttributeOp(op);
 }
 
-void GenericIf::attributeIs(const GenericValue& self, std::string_view name,
-                            const GenericValue& value) {
-  GenericAttributeOp op = opFor(self, name, OpKind::set);
-  op.value = GenericIfImpl::unwrapValue(self.typeName() + "." + op.attribute().name(),
-                                        op.attribute().type(), value);
-  typeOf(self, "").genericIfAttributeOp(op);
-}
-
-namespace {
-
-void keyIs(GenericAttributeOp& op, const GenericValue& key) {
-  op.key = GenericIfImpl::unwrapValue(op.self().typeName() + "." + op.attribute().name() + " key",
-                                      op.attribute().keyType(), key);
+// Compares `a` with `b` converted to a's type, by a's type's operator.
+bool typeOp(GenericType::TypeOp op, const char* what, const GenericValue& a,
+            const GenericValue& b) {
+  const GenericType& node = typeOf(a, what);
+  GenericValue other = GenericIfImpl::unwrapValue(node.name() + " " + what, node.name(), b);
+  return node.genericIfTypeOp(op, a, other);
 }
 
 }  // namespace
 
-GenericValue GenericIf::member(const GenericValue& self, std::string_view name,
-                               const GenericValue& key) {
-  GenericAttributeOp op = opFor(self, name, OpKind::memberGet);
-  keyIs(op, key);
-  return typeOf(self, "").genericIfAttributeOp(op);
+const GenericType& type(std::string_view typeName) {
+  const GenericType* node = typeNode(typeName);
+  if (!node) throw RangeException(std::string(typeName) + ": no such type is registered");
+  return *node;
 }
 
-void GenericIf::memberIs(const GenericValue& self, std::string_view name, const GenericValue& key,
-                         const GenericValue& value) {
-  GenericAttributeOp op = opFor(self, name, OpKind::memberSet);
-  keyIs(op, key);
-  op.value = GenericIfImpl::unwrapValue(self.typeName() + "." + op.attribute().name(),
-                                        op.attribute().type(), value);
-  typeOf(self, "").genericIfAttributeOp(op);
+GenericValue genericIfFromCtorArgs(std::string_view typeName,
+                                   const std::vector<GenericValue>& args) {
+  return type(typeName).genericIfFromCtorArgs(args);
 }
 
-void GenericIf::memberDel(const GenericValue& self, std::string_view name,
-                          const GenericValue& key) {
-  GenericAttributeOp op = opFor(self, name, OpKind::memberDel);
-  keyIs(op, key);
-  typeOf(self, "").genericIfAttributeOp(op);
+GenericValue fromStrRep(std::string_view typeName, const String& text) {
+  return type(typeName).genericIfFromStrRep(text);
 }
 
-GenericIf::Members GenericIf::members(const GenericValue& self, std::string_view name,
-                                      const GenericValue* fromKey) {
-  GenericAttributeOp op = opFor(self, name, OpKind::members);
-  if (fromKey) {
-    keyIs(op, *fromKey);
-    op.fromKey = true;
+String strRep(const GenericValue& value) {
+  if (value.kind() == GenericValue::Kind::object || value.kind() == GenericValue::Kind::value) {
+    if (const GenericType* node = typeNode(value.typeName())) return node->genericIfStrRep(value);
   }
-  typeOf(self, "").genericIfAttributeOp(op);
+  return String(value.describe());
+}
+
+GenericValue attribute(const GenericValue& self, std::string_view name) {
+  GenericAttributeOp op = opFor(OpKind::get, self, name);
+  return run(op);
+}
+
+void attributeIs(const GenericValue& self, std::string_view name, const GenericValue& value) {
+  GenericAttributeOp op = opFor(OpKind::set, self, name, nullptr, &value);
+  run(op);
+}
+
+GenericValue member(const GenericValue& self, std::string_view name, const GenericValue& key) {
+  GenericAttributeOp op = opFor(OpKind::memberGet, self, name, &key);
+  return run(op);
+}
+
+void memberIs(const GenericValue& self, std::string_view name, const GenericValue& key,
+              const GenericValue& value) {
+  GenericAttributeOp op = opFor(OpKind::memberSet, self, name, &key, &value);
+  run(op);
+}
+
+void memberDel(const GenericValue& self, std::string_view name, const GenericValue& key) {
+  GenericAttributeOp op = opFor(OpKind::memberDel, self, name, &key);
+  run(op);
+}
+
+Members members(const GenericValue& self, std::string_view name, const GenericValue* fromKey) {
+  GenericAttributeOp op = opFor(OpKind::members, self, name, fromKey);
+  run(op);
   return std::move(op.members);
 }
 
-GenericValue GenericIf::call(const GenericValue& self, std::string_view name,
-                             const std::vector<GenericValue>& args) {
-  GenericAttributeOp op = opFor(self, name, OpKind::call);
+GenericValue call(const GenericValue& self, std::string_view name,
+                  const std::vector<GenericValue>& args) {
+  GenericAttributeOp op = opFor(OpKind::call, self, name);
   op.args = args;
-  return typeOf(self, "").genericIfAttributeOp(op);
+  return run(op);
 }
 
-bool GenericIf::equal(const GenericValue& a, const GenericValue& b) {
+bool equal(const GenericValue& a, const GenericValue& b) {
   using Kind = GenericValue::Kind;
   if (a.isNull() || a.kind() == Kind::object) {
     return (b.isNull() || b.kind() == Kind::object) && a.object() == b.object();
   }
-  if (a.kind() != Kind::value) {
-    std::optional<GenericValue> other = b.convertedTo(a.typeName());
-    return other && other->describe() == a.describe();
-  }
-  const GenericType& node = typeOf(a, "equality");
-  GenericValue other = GenericIfImpl::unwrapValue(node.name() + " equality", node.name(), b);
-  return node.genericIfTypeOp(GenericType::TypeOp::equal, a, other);
+  if (a.kind() == Kind::value) return typeOp(GenericType::TypeOp::equal, "equality", a, b);
+  std::optional<GenericValue> other = b.convertedTo(a.typeName());
+  return other && other->describe() == a.describe();
 }
 
-bool GenericIf::less(const GenericValue& a, const GenericValue& b) {
-  const GenericType& node = typeOf(a, "ordering");
-  GenericValue other = GenericIfImpl::unwrapValue(node.name() + " ordering", node.name(), b);
-  return node.genericIfTypeOp(GenericType::TypeOp::less, a, other);
+bool less(const GenericValue& a, const GenericValue& b) {
+  return typeOp(GenericType::TypeOp::less, "ordering", a, b);
 }
 
-bool GenericIf::empty(const GenericValue& value) {
+bool empty(const GenericValue& value) {
   if (value.isNull()) return true;
   if (value.kind() == GenericValue::Kind::object) return false;
   return typeOf(value, "emptiness test").genericIfTypeOp(GenericType::TypeOp::empty, value, value);
 }
 
-std::size_t GenericIf::hash(const GenericValue& value) {
-  switch (value.kind()) {
-    case GenericValue::Kind::null:
-      return 0;
-    case GenericValue::Kind::object:
-      return std::hash<const void*>()(value.object().ptr());
-    case GenericValue::Kind::value:
-      return typeOf(value, "hash").genericIfHash(value);
-    default:
-      return std::hash<std::string>()(value.describe());
+std::size_t hash(const GenericValue& value) {
+  if (value.isNull()) return 0;
+  if (value.kind() == GenericValue::Kind::object) {
+    return std::hash<const void*>()(value.object().ptr());
   }
+  if (value.kind() == GenericValue::Kind::value) return typeOf(value, "hash").genericIfHash(value);
+  return std::hash<std::string>()(value.describe());
 }
 
-Ptr<EntityNotifiee> GenericIf::watch(const GenericValue& self, const Ptr<NotifieeConst>& watcher) {
+Ptr<EntityNotifiee> watch(const GenericValue& self, const Ptr<NotifieeConst>& watcher) {
   if (self.isNull()) GenericIfImpl::throwOpNotSupportedException("None", "watching");
   return typeOf(self, "watching").genericIfNotifiee(self, watcher);
 }
 
-}  // namespace Kel
+}  // namespace Kel::GenericIf

@@ -1,26 +1,14 @@
-#include "Kel/GenericIfImpl.h"
+#include "Kel/GenericIf.h"
 
 #include "Kel/GenericType.h"
-#include "Kel/OpNotSupportedException.h"
-#include "Kel/TypeException.h"
-#include "Kel/UnhashableException.h"
 
-namespace Kel {
+namespace Kel::GenericIfImpl {
 
-std::vector<GenericValue> GenericIfImpl::unwrapConstructorArgs(
-    const GenericType& type, const std::vector<GenericValue>& args) {
-  return unwrapArgs(type.name() + " constructor", type.constructorArgs(), args);
-}
+namespace {
 
-std::vector<GenericValue> GenericIfImpl::unwrapFunctionArgs(const GenericType& type,
-                                                            const GenericAttribute& function,
-                                                            const std::vector<GenericValue>& args) {
-  return unwrapArgs(type.name() + "." + function.name(), function.args(), args);
-}
-
-std::vector<GenericValue> GenericIfImpl::unwrapArgs(const std::string& context,
-                                                    const GenericAttribute::Args& declared,
-                                                    const std::vector<GenericValue>& args) {
+std::vector<GenericValue> unwrapArgs(const std::string& context,
+                                     const GenericAttribute::Args& declared,
+                                     const std::vector<GenericValue>& args) {
   if (args.size() != declared.size()) {
     throw TypeException(context + ": expected " + std::to_string(declared.size()) +
                         (declared.size() == 1 ? " argument (" : " arguments (") +
@@ -38,34 +26,44 @@ std::vector<GenericValue> GenericIfImpl::unwrapArgs(const std::string& context,
   return unwrapped;
 }
 
-GenericValue GenericIfImpl::unwrapValue(const std::string& context, const std::string& declaredType,
-                                        const GenericValue& value) {
+}  // namespace
+
+std::vector<GenericValue> unwrapConstructorArgs(const GenericType& type,
+                                                const std::vector<GenericValue>& args) {
+  return unwrapArgs(type.name() + " constructor", type.constructorArgs(), args);
+}
+
+std::vector<GenericValue> unwrapFunctionArgs(const GenericType& type,
+                                             const GenericAttribute& function,
+                                             const std::vector<GenericValue>& args) {
+  return unwrapArgs(type.name() + "." + function.name, function.args, args);
+}
+
+GenericValue unwrapValue(const std::string& context, const std::string& declaredType,
+                         const GenericValue& value) {
   if (std::optional<GenericValue> converted = value.convertedTo(declaredType)) return *converted;
   throwTypeException(context, declaredType, value);
 }
 
-void GenericIfImpl::throwOpNotSupportedException(const std::string& typeName,
-                                                 const std::string& operation) {
+void throwOpNotSupportedException(const std::string& typeName, const std::string& operation) {
   throw OpNotSupportedException(typeName + ": " + operation + " is not supported");
 }
 
-void GenericIfImpl::throwOpNotSupportedException(const std::string& typeName,
-                                                 const std::string& attribute,
-                                                 const std::string& reason) {
+void throwOpNotSupportedException(const std::string& typeName, const std::string& attribute,
+                                  const std::string& reason) {
   throw OpNotSupportedException(typeName + "." + attribute + ": " + reason);
 }
 
-void GenericIfImpl::throwUnhashableException(const std::string& typeName) {
+void throwUnhashableException(const std::string& typeName) {
   throw UnhashableException(typeName + ": unhashable type");
 }
 
-void GenericIfImpl::throwTypeException(const std::string& context, const std::string& expected,
-                                       const GenericValue& got) {
-  // A number refused by an integer type can only have been out of its range.
-  const bool integer =
-      expected == "U8" || expected == "U32" || expected == "U64" || expected == "int";
-  const std::string note = got.isNumber() && integer ? " (out of range)" : "";
+void throwTypeException(const std::string& context, const std::string& expected,
+                        const GenericValue& got) {
+  // A number refused by a type that takes numbers can only have been out of its range.
+  const bool numeric = GenericValue::of(U64{0}).convertedTo(expected).has_value();
+  const std::string note = got.isNumber() && numeric ? " (out of range)" : "";
   throw TypeException(context + ": expected " + expected + ", got " + got.describe() + note);
 }
 
-}  // namespace Kel
+}  // namespace Kel::GenericIfImpl

@@ -1,33 +1,37 @@
 #include "Kel/GenericType.h"
 
+#include <algorithm>
+
 #include "Kel/Entity.h"
-#include "Kel/GenericIfImpl.h"
+#include "Kel/GenericIf.h"
 
 namespace Kel {
+
+std::string GenericAttribute::argList(const Args& args) {
+  std::string text;
+  for (const Arg& arg : args) {
+    if (!text.empty()) text += ", ";
+    text += arg.type + " " + arg.name;
+  }
+  return text;
+}
 
 GenericType::GenericType(std::string name, Kind kind, GenericAttribute::Args constructorArgs)
     : name_(std::move(name)), kind_(kind), constructorArgs_(std::move(constructorArgs)) {}
 
 const GenericAttribute* GenericType::attribute(std::string_view name) const {
-  U32 id = attributeId(name);
+  const U32 id = attributeId(name);
   return id < attributes_.size() ? &attributes_[id] : nullptr;
 }
 
 U32 GenericType::attributeId(std::string_view name) const {
-  U32 id = 0;
-  for (const GenericAttribute& a : attributes_) {
-    if (a.name() == name) break;
-    ++id;
-  }
-  return id;
+  auto named = [name](const GenericAttribute& a) { return a.name == name; };
+  return static_cast<U32>(std::find_if(attributes_.begin(), attributes_.end(), named) -
+                          attributes_.begin());
 }
 
-bool GenericType::isInstance(const PtrInterface*) const {
-  return false;
-}
-
-GenericValue GenericType::genericIfFromStrRep(const String&) const {
-  GenericIfImpl::throwOpNotSupportedException(name_, "construction from a string representation");
+void GenericType::refuse(const char* operation) const {
+  GenericIfImpl::throwOpNotSupportedException(name_, operation);
 }
 
 String GenericType::genericIfStrRep(const GenericValue& value) const {
@@ -39,18 +43,44 @@ String GenericType::genericIfStrRep(const GenericValue& value) const {
   return String("<" + name_ + ">");
 }
 
-bool GenericType::genericIfTypeOp(TypeOp op, const GenericValue&, const GenericValue&) const {
-  static const char* const kNames[] = {"equality", "ordering", "emptiness test"};
-  GenericIfImpl::throwOpNotSupportedException(name_, kNames[static_cast<int>(op)]);
+namespace {
+
+// Never destroyed: libraries unregister from their own unload code, which may run after the
+// static destructors of this one.
+std::vector<std::unique_ptr<GenericType>>& registry() {
+  static auto* nodes = new std::vector<std::unique_ptr<GenericType>>;
+  return *nodes;
 }
 
-std::size_t GenericType::genericIfHash(const GenericValue&) const {
-  GenericIfImpl::throwOpNotSupportedException(name_, "hash");
+auto named(std::string_view name) {
+  return [name](const auto& node) { return node->name() == name; };
 }
 
-Ptr<EntityNotifiee> GenericType::genericIfNotifiee(const GenericValue&,
-                                                   const Ptr<GenericIfNotifiee>&) const {
-  GenericIfImpl::throwOpNotSupportedException(name_, "watching");
+}  // namespace
+
+void typeNodeIs(std::unique_ptr<GenericType> node) {
+  if (!node) return;
+  auto found = std::find_if(registry().begin(), registry().end(), named(node->name()));
+  if (found != registry().end()) {
+    *found = std::move(node);
+  } else {
+    registry().push_back(std::move(node));
+  }
+}
+
+void typeNodeDel(std::string_view name) {
+  std::erase_if(registry(), named(name));
+}
+
+const GenericType* typeNode(std::string_view name) {
+  auto found = std::find_if(registry().begin(), registry().end(), named(name));
+  return found == registry().end() ? nullptr : found->get();
+}
+
+std::vector<std::string> typeNames() {
+  std::vector<std::string> names;
+  for (const auto& node : registry()) names.push_back(node->name());
+  return names;
 }
 
 }  // namespace Kel

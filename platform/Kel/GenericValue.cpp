@@ -1,68 +1,54 @@
 #include "Kel/GenericValue.h"
 
-#include <limits>
+#include <utility>
 
 #include "Kel/Entity.h"
 #include "Kel/GenericType.h"
-#include "Kel/GenericTypeRegistry.h"
 
 namespace Kel {
 
 namespace {
 
-// The largest value of each integer type a script's number may become.
-std::optional<U64> unsignedMax(const std::string& type) {
-  if (type == "U8") return std::numeric_limits<U8>::max();
-  if (type == "U32") return std::numeric_limits<U32>::max();
-  if (type == "U64") return std::numeric_limits<U64>::max();
-  return std::nullopt;
+// Whether a script's number lies in the range of integer type I.
+template <class I>
+bool fits(const GenericValue& number) {
+  return number.kind() == GenericValue::Kind::signedInt ? std::in_range<I>(number.signedInt())
+                                                        : std::in_range<I>(number.unsignedInt());
 }
 
 bool isObjectType(const std::string& type) {
-  if (type == "Kel::Entity") return true;
+  if (type == Kel::typeName<Entity>()) return true;
   const GenericType* node = typeNode(type);
   return node && node->kind() != GenericType::Kind::value;
 }
 
 bool instanceOf(const PtrInterface* object, const std::string& type) {
-  if (type == "Kel::Entity") return dynamic_cast<const Entity*>(object) != nullptr;
+  if (type == Kel::typeName<Entity>()) return dynamic_cast<const Entity*>(object) != nullptr;
   const GenericType* node = typeNode(type);
   return node && node->isInstance(object);
 }
 
 }  // namespace
 
-bool GenericValue::isNumber() const {
-  return kind() == Kind::unsignedInt || kind() == Kind::signedInt;
-}
-
 std::optional<GenericValue> GenericValue::convertedTo(const std::string& type) const {
   if (type == type_) return *this;
   if (isNumber()) {
-    const bool negative = kind() == Kind::signedInt && signedInt() < 0;
-    if (std::optional<U64> max = unsignedMax(type)) {
-      U64 v = kind() == Kind::signedInt ? static_cast<U64>(signedInt()) : unsignedInt();
-      if (negative || v > *max) return std::nullopt;
-      return ofUnsigned(type, v);
+    const bool isSigned = kind() == Kind::signedInt;
+    const U64 bits = isSigned ? static_cast<U64>(signedInt()) : unsignedInt();
+    if ((type == Kel::typeName<U8>() && fits<U8>(*this)) ||
+        (type == Kel::typeName<U32>() && fits<U32>(*this)) ||
+        (type == Kel::typeName<U64>() && fits<U64>(*this))) {
+      return ofUnsigned(type, bits);
     }
-    if (type == "int") {
-      std::int64_t v = kind() == Kind::signedInt ? signedInt() : 0;
-      if (kind() == Kind::unsignedInt) {
-        if (unsignedInt() > static_cast<U64>(std::numeric_limits<int>::max())) return std::nullopt;
-        v = static_cast<std::int64_t>(unsignedInt());
-      }
-      if (v < std::numeric_limits<int>::min() || v > std::numeric_limits<int>::max()) {
-        return std::nullopt;
-      }
-      return ofSigned(type, v);
+    if (type == Kel::typeName<int>() && fits<int>(*this)) {
+      return ofSigned(type, static_cast<std::int64_t>(bits));
     }
-    if (type == "double") {
-      return ofDouble(kind() == Kind::signedInt ? static_cast<double>(signedInt())
-                                                : static_cast<double>(unsignedInt()));
+    if (type == Kel::typeName<double>()) {
+      return of(isSigned ? static_cast<double>(signedInt()) : static_cast<double>(unsignedInt()));
     }
     return std::nullopt;
   }
-  if (kind() == Kind::text && (type == "Kel::Name" || type == "Kel::String")) {
+  if (kind() == Kind::text && (type == Kel::typeName<Name>() || type == Kel::typeName<String>())) {
     return ofText(type, text());
   }
   if (isNull() && isObjectType(type)) return GenericValue();

@@ -1,22 +1,22 @@
 #include "Checks.h"
 
 #include "Kel/GenericIf.h"
-#include "Kel/GenericIfImpl.h"
-#include "Kel/GenericTypeRegistry.h"
+#include "Kel/GenericType.h"
+#include "MorvikLib/TypeNames.h"
 
 namespace morvikpy {
 
 namespace {
 
-using Kel::GenericIfImpl;
+namespace GenericIfImpl = Kel::GenericIfImpl;
 using Kel::GenericValue;
 
 const std::map<std::string, TypeChecks>& registry() {
   static const std::map<std::string, TypeChecks> checks = [] {
     std::map<std::string, TypeChecks> all = recordChecks();
-    all.emplace("MorvikLib::MorvikMemory", memoryChecks());
-    all.emplace("MorvikLib::MorvikMemorySm", memoryStateMachineChecks());
-    all.emplace("MorvikLib::MorvikAuditSm", auditStateMachineChecks());
+    all.emplace(MorvikLib::kMorvikMemoryTypeName, memoryChecks());
+    all.emplace(MorvikLib::kMorvikMemorySmTypeName, memoryStateMachineChecks());
+    all.emplace(MorvikLib::kMorvikAuditSmTypeName, auditStateMachineChecks());
     return all;
   }();
   return checks;
@@ -40,7 +40,7 @@ const Kel::GenericAttribute* attributeOf(const GenericValue& self, const std::st
                                          Kel::GenericAttribute::Kind kind) {
   const Kel::GenericType* type = Kel::typeNode(self.typeName());
   const Kel::GenericAttribute* attr = type ? type->attribute(name) : nullptr;
-  return attr && attr->kind() == kind ? attr : nullptr;
+  return attr && attr->kind == kind ? attr : nullptr;
 }
 
 }  // namespace
@@ -69,7 +69,7 @@ After checkSet(const GenericValue& self, const std::string& name, const GenericV
   const auto* attr = attributeOf(self, name, Kel::GenericAttribute::Kind::settable);
   if (!set || !attr) return {};
   const std::string context = self.typeName() + "." + name;
-  return (*set)(Check(context), self, GenericIfImpl::unwrapValue(context, attr->type(), value));
+  return (*set)(Check(context), self, GenericIfImpl::unwrapValue(context, attr->type, value));
 }
 
 After checkMemberChange(const GenericValue& self, const std::string& name, const GenericValue& key,
@@ -79,9 +79,9 @@ After checkMemberChange(const GenericValue& self, const std::string& name, const
   const auto* attr = attributeOf(self, name, Kel::GenericAttribute::Kind::keyed);
   if (!member || !attr) return {};
   const std::string context = self.typeName() + "." + name;
-  const GenericValue k = GenericIfImpl::unwrapValue(context + " key", attr->keyType(), key);
+  const GenericValue k = GenericIfImpl::unwrapValue(context + " key", attr->keyType, key);
   if (!value) return (*member)(Check(context), self, k, nullptr);
-  const GenericValue v = GenericIfImpl::unwrapValue(context, attr->type(), *value);
+  const GenericValue v = GenericIfImpl::unwrapValue(context, attr->type, *value);
   return (*member)(Check(context), self, k, &v);
 }
 

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "Kel/TypeException.h"
+#include "Kel/GenericIf.h"
 #include "LiveObjects.h"
 
 namespace py = pybind11;
@@ -39,11 +39,11 @@ Kel::GenericValue fromInt(py::handle object) {
 
 Kel::GenericValue toGeneric(py::handle object) {
   if (object.is_none()) return Kel::GenericValue();
-  if (py::isinstance<py::bool_>(object)) return Kel::GenericValue::ofBool(object.cast<bool>());
+  if (py::isinstance<py::bool_>(object)) return Kel::GenericValue::of(object.cast<bool>());
   if (py::isinstance<py::int_>(object)) return fromInt(object);
-  if (py::isinstance<py::float_>(object)) return Kel::GenericValue::ofDouble(object.cast<double>());
+  if (py::isinstance<py::float_>(object)) return Kel::GenericValue::of(object.cast<double>());
   if (py::isinstance<py::str>(object)) {
-    return Kel::GenericValue::ofString(Kel::String(object.cast<std::string>()));
+    return Kel::GenericValue::of(Kel::String(object.cast<std::string>()));
   }
   if (py::isinstance<Object>(object)) return object.cast<const Object&>().value;
   throw Kel::TypeException("a " + py::type::of(object).attr("__name__").cast<std::string>() +

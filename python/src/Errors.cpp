@@ -3,9 +3,7 @@
 #include <string>
 
 #include "Kel/Exception.h"
-#include "Kel/OpNotSupportedException.h"
-#include "Kel/TypeException.h"
-#include "Kel/UnhashableException.h"
+#include "Kel/GenericIf.h"
 #include "Precondition.h"
 
 namespace py = pybind11;

@@ -9,7 +9,7 @@
 #include "Convert.h"
 #include "Kel/ActivityManager.h"
 #include "Kel/Exception.h"
-#include "Kel/GenericTableType.h"
+#include "Kel/GenericValue.h"
 #include "Kel/System.h"
 #include "ModuleArgs.h"
 #include "Precondition.h"
@@ -106,7 +106,7 @@ void registerTime(py::module_& m) {
   defineFunction(
       m, "activityClock", {}, 0,
       [](const ModuleArgs&, const Given&) {
-        return py::cast(Object{Kel::genericWrap("Kel::Clock", Kel::activityManager()->clock())});
+        return py::cast(Object{Kel::GenericValue::of(Kel::activityManager()->clock())});
       },
       "The activity loop's clock.");
 }

@@ -15,8 +15,7 @@
 #include "Kel/Exception.h"
 #include "Kel/GenericIf.h"
 #include "Kel/GenericTableType.h"
-#include "Kel/GenericTypeRegistry.h"
-#include "Kel/TypeException.h"
+#include "Kel/GenericType.h"
 #include "Loop.h"
 #include "ModuleArgs.h"
 #include "Objects.h"
@@ -102,9 +101,7 @@ void registerGeneric(py::module_& m) {
       "Parses a value from its text form, e.g. MorvikLib::MemoryMapping.");
   defineFunction(
       m, "typeNames", {}, 0,
-      [](const ModuleArgs&, const Given&) {
-        return py::cast(Kel::GenericTypeRegistry::instance().typeNames());
-      },
+      [](const ModuleArgs&, const Given&) { return py::cast(Kel::typeNames()); },
       "The registered type names.");
   defineFunction(
       m, "typeName", {{"morvik.Object", "object"}}, 1,
@@ -117,8 +114,8 @@ void registerGeneric(py::module_& m) {
       [](const ModuleArgs& a, const Given& g) {
         py::list list;
         for (const auto& attr : typeNamed("attributes", text(a, g, 0)).attributes()) {
-          list.append(py::make_tuple(attr.name(), attr.type(), kindName(attr.kind()),
-                                     argList(attr.args()), attr.keyType()));
+          list.append(py::make_tuple(attr.name, attr.type, kindName(attr.kind), argList(attr.args),
+                                     attr.keyType));
         }
         return py::object(list);
       },
@@ -133,7 +130,7 @@ void registerGeneric(py::module_& m) {
       m, "bytePtr", {{"U64", "address"}}, 1,
       [](const ModuleArgs& a, const Given& g) {
         const U64 address = a.value(g, 0).unsignedInt();
-        return py::cast(Object{GenericValue::ofBytePtr(reinterpret_cast<Kel::BytePtr>(address))});
+        return py::cast(Object{GenericValue::of(reinterpret_cast<Kel::BytePtr>(address))});
       },
       "A Kel::BytePtr for the plain data functions (the _py forms take the address itself).");
 }

@@ -1,8 +1,7 @@
 #include "ModuleArgs.h"
 
 #include "Convert.h"
-#include "Kel/GenericIfImpl.h"
-#include "Kel/TypeException.h"
+#include "Kel/GenericIf.h"
 
 namespace py = pybind11;
 

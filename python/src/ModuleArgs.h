@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "Kel/GenericAttribute.h"
+#include "Kel/GenericType.h"
 #include "Kel/GenericValue.h"
 
 namespace morvikpy {

@@ -2,15 +2,13 @@
 
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "Checks.h"
 #include "Convert.h"
 #include "Kel/Allocate.h"
 #include "Kel/GenericIf.h"
-#include "Kel/GenericIfImpl.h"
-#include "Kel/GenericTypeRegistry.h"
-#include "Kel/OpNotSupportedException.h"
-#include "Kel/TypeException.h"
+#include "Kel/GenericType.h"
 #include "ModuleArgs.h"
 
 namespace py = pybind11;
@@ -19,7 +17,7 @@ namespace morvikpy {
 
 namespace {
 
-using Kel::GenericIf;
+namespace GenericIf = Kel::GenericIf;
 using Kel::GenericValue;
 
 // A keyed attribute of one object, read and changed like a dict.
@@ -73,20 +71,21 @@ struct Method {
   std::string name;
 };
 
-// Forwards a watched entity's changes to a Python callback as (attribute name, key or None).
+// Forwards a watched entity's changes to a Python callback as (attribute name, key or None). The
+// names are copied when the watch begins: registering the type again destroys its old node, and a
+// notification then costs an index.
 class Watcher : public Kel::GenericIfNotifiee {
  public:
-  Watcher(const Kel::GenericType& type, py::function callback)
-      : type_(type), callback_(std::move(callback)) {}
-  void onRawAttribute(U32 id) override { callback_(name(id), py::none()); }
+  Watcher(const Kel::GenericType& type, py::function callback) : callback_(std::move(callback)) {
+    for (const auto& attr : type.attributes()) names_.push_back(py::str(attr.name));
+  }
+  void onRawAttribute(U32 id) override { callback_(names_.at(id), py::none()); }
   void onRawAttribute(U32 id, const GenericValue& key) override {
-    callback_(name(id), fromGeneric(key));
+    callback_(names_.at(id), fromGeneric(key));
   }
 
  private:
-  std::string name(U32 id) const { return type_.attributes().at(id).name(); }
-
-  const Kel::GenericType& type_;
+  std::vector<py::str> names_;
   py::function callback_;
 };
 
@@ -109,10 +108,10 @@ class Watch {
 py::object attribute(const Object& o, const std::string& name) {
   const Kel::GenericType* type = Kel::typeNode(o.value.typeName());
   const Kel::GenericAttribute* attr = type ? type->attribute(name) : nullptr;
-  if (attr && attr->kind() == Kel::GenericAttribute::Kind::keyed) {
+  if (attr && attr->kind == Kel::GenericAttribute::Kind::keyed) {
     return py::cast(Keyed{o.value, name});
   }
-  if (attr && attr->kind() == Kel::GenericAttribute::Kind::function) {
+  if (attr && attr->kind == Kel::GenericAttribute::Kind::function) {
     return py::cast(Method{o.value, name});
   }
   return fromGeneric(GenericIf::attribute(o.value, name));
@@ -156,7 +155,7 @@ void madeElsewhere(py::class_<T>& cls, const char* how) {
 py::list attributeNames(const Object& o) {
   py::list names;
   if (const Kel::GenericType* type = Kel::typeNode(o.value.typeName())) {
-    for (const auto& attr : type->attributes()) names.append(attr.name());
+    for (const auto& attr : type->attributes()) names.append(attr.name);
   }
   return names;
 }

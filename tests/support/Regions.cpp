@@ -1,12 +1,14 @@
 #include "support/Regions.h"
 
 #include <fcntl.h>
-#include <sys/mman.h>
 #include <unistd.h>
 
 #include <atomic>
+#include <cstdio>
 #include <cstdlib>
+#include <fstream>
 #include <stdexcept>
+#include <string>
 
 #include "Kel/String.h"
 #include "MorvikLib/MemMap.h"
@@ -96,7 +98,16 @@ MorvikLib::MemoryMapping Regions::mapOne(bool remote, bool writable) const {
 }
 
 bool Regions::mapped(U64 vaddr) const {
-  return ::msync(reinterpret_cast<void*>(vaddr / kPage * kPage), 1, MS_ASYNC) == 0;
+  std::ifstream maps("/proc/self/maps");
+  for (std::string line; std::getline(maps, line);) {
+    unsigned long start = 0, end = 0;
+    char perms[5] = {};
+    if (std::sscanf(line.c_str(), "%lx-%lx %4s", &start, &end, perms) == 3 && start <= vaddr &&
+        vaddr < end) {
+      return perms[3] == 's';
+    }
+  }
+  return false;
 }
 
 }  // namespace MorvikTest

@@ -40,7 +40,8 @@ class Regions {
   const U8* localBytes() const { return reinterpret_cast<const U8*>(view_[0]); }
   const U8* remoteBytes() const { return reinterpret_cast<const U8*>(view_[1]); }
 
-  // Whether anything is mapped at `vaddr`: checked right after an unmap, what was there is gone.
+  // Whether a region (a shared mapping) is mapped at `vaddr`. Only shared mappings count: the
+  // sanitizers' allocators may place private memory where a region was just unmapped.
   bool mapped(U64 vaddr) const;
 
  private:
