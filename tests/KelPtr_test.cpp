@@ -35,12 +35,12 @@ class Unrelated : public PtrInterface {};
 class PtrAllocProbe : public PtrInterface {
  public:
   explicit PtrAllocProbe(bool fail) : tracked(Kel::AllocTracker::live<PtrAllocProbe>()) {
+    Kel::Ptr<PtrAllocProbe>{this};  // a constructor that shares itself and drops it again lives on
     if (fail) throw std::runtime_error("no");
   }
   void hasNotificationActiveIs(bool active) override {
     sawReferences = references();
-    Kel::Ptr<PtrAllocProbe> self(
-        this);  // taken and dropped here, it must not dispose of the object
+    Kel::Ptr<PtrAllocProbe> self(this);  // taken and dropped here, it must not dispose of it
     PtrInterface::hasNotificationActiveIs(active);
   }
   std::int64_t tracked;
@@ -88,7 +88,7 @@ TEST_P(KelPtrTest, CountIsExactThroughCopiesMovesCastsAndLastRelease) {
     EXPECT_FALSE(Kel::ptr_cast<Unrelated>(moved));
     Kel::Ptr<Probe> writable = Kel::const_ptr_cast<Probe>(Kel::Ptr<Probe const>(moved));
     Kel::Ptr<Probe> fromRaw;
-    fromRaw = p.ptr();
+    fromRaw = Kel::Ptr<Probe>(p.ptr());
     EXPECT_EQ(p->references(), 5u);
   }
   Kel::Ptr<Probe> q = p;

@@ -25,7 +25,7 @@ Ptr<T> allocate(Args&&... args) {
     PtrInterface::kelMemFree(memory);
     throw;
   }
-  Ptr<T> result(object);
+  Ptr<T> result = Ptr<T>::adopt(object);
   object->hasNotificationActiveIs(true);
   return result;
 }

@@ -26,7 +26,7 @@ void EntityNotifiee::notifierIs(const Ptr<PtrInterface const>& candidate) {
   if (next == notifier_.ptr()) return;
   Ptr<Entity const> old = notifier_;
   if (inList_) leave();
-  notifier_ = next;
+  notifier_ = Ptr<Entity const>(next);
   if (isRegisteredNotifiee_ && !zombie()) join();
 }
 

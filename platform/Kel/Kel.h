@@ -24,8 +24,9 @@
 //    PtrInterface::kelMemAlloc; construct (a throwing constructor is untracked again, its memory
 //    freed, the exception passed on); hold the result in a Ptr; call the virtual
 //    hasNotificationActiveIs(true) (by default: set bit 29); return the Ptr. Counted objects come
-//    from allocate only: disposal reports to the tracker and frees framework memory. An object
-//    under construction has no references; letting a Ptr to it drop to zero there destroys it.
+//    from allocate only: disposal reports to the tracker, destroys and gives the memory back to
+//    PtrInterface::kelMemFree. An object is built holding one reference, which the Ptr takes
+//    over, so a Ptr to it taken and dropped by its own constructor leaves it alive.
 //
 // Entities and notifiees (Entity, EntityNotifiee, NotifieeConstOf, NotifieeList)
 //  - A notifiee holds its notifier by a counted reference; the notifier's list holds notifiees

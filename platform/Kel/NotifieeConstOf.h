@@ -10,7 +10,9 @@ namespace Kel {
 template <class T>
 class NotifieeConstOf : public Entity::NotifieeConst {
  public:
-  Ptr<T const> notifier() const { return static_cast<T const*>(notifierEntity().ptr()); }
+  Ptr<T const> notifier() const {
+    return Ptr<T const>(static_cast<T const*>(notifierEntity().ptr()));
+  }
 
  protected:
   const Entity* notifierCast(const PtrInterface* candidate) const override {

@@ -18,7 +18,9 @@ class Ptr {
 
   Ptr() = default;
   Ptr(std::nullptr_t) {}
-  Ptr(T* raw) : raw_(raw) { acquire(); }
+  // Explicit: a raw pointer turned into a Ptr by accident, and dropped, would release a reference
+  // nobody took.
+  explicit Ptr(T* raw) : raw_(raw) { acquire(); }
   Ptr(const Ptr& other) : raw_(other.raw_) { acquire(); }
   Ptr(Ptr&& other) noexcept : raw_(std::exchange(other.raw_, nullptr)) {}
   template <class U, class = std::enable_if_t<std::is_convertible_v<U*, T*>>>
@@ -33,8 +35,14 @@ class Ptr {
     release(old);
     return *this;
   }
-  Ptr& operator=(T* raw) { return reset(raw); }
   Ptr& operator=(std::nullptr_t) { return reset(nullptr); }
+
+  // Takes over the reference an object is constructed with (see allocate) without counting again.
+  static Ptr adopt(T* raw) {
+    Ptr p;
+    p.raw_ = raw;
+    return p;
+  }
 
   T* ptr() const { return raw_; }
   T* operator->() const { return checked(); }

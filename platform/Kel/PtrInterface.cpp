@@ -1,5 +1,6 @@
 #include "Kel/PtrInterface.h"
 
+#include <atomic>
 #include <new>
 #include <typeinfo>
 
@@ -30,14 +31,15 @@ void PtrInterface::newRef() const {
   }
 }
 
-void PtrInterface::deleteRef() const {
-  std::uint32_t after;
+std::uint32_t PtrInterface::decrement() const {
   if (VFPtrInterface::enableThreadSafePointers) {
-    after = atomicWord(referenceWord_).fetch_sub(1, std::memory_order_acq_rel) - 1;
-  } else {
-    after = --referenceWord_;
+    return atomicWord(referenceWord_).fetch_sub(1, std::memory_order_acq_rel) - 1;
   }
-  if ((after & kCountMask) == 0) handleZeroRef();
+  return --referenceWord_;
+}
+
+void PtrInterface::deleteRef() const {
+  if ((decrement() & kCountMask) == 0) handleZeroRef();
 }
 
 void PtrInterface::handleZeroRef() const {
@@ -46,26 +48,19 @@ void PtrInterface::handleZeroRef() const {
   // pointer to us must not start a second disposal, and one that keeps a pointer revives us.
   newRef();
   self->zeroReferencesIs(true);
-  std::uint32_t after;
-  if (VFPtrInterface::enableThreadSafePointers) {
-    after = atomicWord(referenceWord_).fetch_sub(1, std::memory_order_acq_rel) - 1;
-  } else {
-    after = --referenceWord_;
-  }
-  if ((after & kCountMask) == 0) self->maybeDelete();
+  if ((decrement() & kCountMask) == 0) self->maybeDelete();
 }
 
+// The memory came from kelMemAlloc and goes back to it, whatever the object's size.
 void PtrInterface::maybeDelete() {
   AllocTracker::trackDeallocation(typeid(*this));
-  delete this;
+  void* memory = dynamic_cast<void*>(this);
+  this->~PtrInterface();
+  kelMemFree(memory);
 }
 
 void PtrInterface::hasNotificationActiveIs(bool active) {
   flagBitIs(kNotificationActiveBit, active);
-}
-
-void PtrInterface::zombieBitIs(bool zombie) {
-  flagBitIs(kZombieBit, zombie);
 }
 
 void PtrInterface::flagBitIs(std::uint32_t bit, bool set) {

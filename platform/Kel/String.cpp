@@ -15,23 +15,16 @@ namespace Kel {
 // Characters live right after the header, in one block, so a string costs one allocation.
 class String::Payload : public PtrInterface {
  public:
-  static Payload* make(const char* data, std::size_t length) {
+  static Ptr<Payload> make(const char* data, std::size_t length) {
     AllocTracker::trackAllocation(typeid(Payload), sizeof(Payload) + length + 1);
     void* memory = kelMemAlloc(sizeof(Payload) + length + 1);
     auto* p = new (memory) Payload(length);
     if (length) std::memcpy(p->chars(), data, length);
     p->chars()[length] = '\0';
-    return p;
+    return Ptr<Payload>::adopt(p);
   }
   char* chars() { return reinterpret_cast<char*>(this + 1); }
   std::size_t length() const { return length_; }
-
-  // Released directly: strings have no notifiees to tell.
-  void maybeDelete() override {
-    AllocTracker::trackDeallocation(typeid(Payload));
-    this->~Payload();
-    kelMemFree(this);
-  }
 
  private:
   explicit Payload(std::size_t length) : length_(length) {}
@@ -72,10 +65,6 @@ std::uint32_t String::hash() const {
   std::uint32_t h = 2166136261u;
   for (char c : view()) h = (h ^ static_cast<unsigned char>(c)) * 16777619u;
   return h;
-}
-
-std::uint32_t String::payloadReferences() const {
-  return payload_ ? payload_->references() : 0;
 }
 
 std::ostream& operator<<(std::ostream& out, const String& text) {

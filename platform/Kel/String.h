@@ -43,9 +43,6 @@ class String {
   bool operator<(const String& other) const { return view() < other.view(); }
   std::uint32_t hash() const;
 
-  // The payload's reference count, for tests that check sharing.
-  std::uint32_t payloadReferences() const;
-
  private:
   class Payload;
   Ptr<Payload> payload_;
