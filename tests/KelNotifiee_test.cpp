@@ -207,7 +207,7 @@ TEST_F(KelNotifieeTest, EntityOutlivesAVisitThatDropsItsLastReference) {
   // visit stands on.
   w->onNextLevel([&w] { w->notifierIs(nullptr); });
   raw->levelIs(1);
-  EXPECT_EQ(Kel::AllocTracker::live<Gauge>(), 1);  // only the fixture's other gauge is left
+  EXPECT_EQ(KelTest::live<Gauge>(), 1);  // only the fixture's other gauge is left
   EXPECT_EQ(journal, Journal{"w:level=1"});
 }
 

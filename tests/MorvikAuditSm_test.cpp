@@ -10,6 +10,7 @@
 #include "Kel/System.h"
 #include "MorvikLib/MorvikAuditSm.h"
 #include "MorvikLib/MorvikAuditSmReactors.h"
+#include "support/AllocCounts.h"
 #include "support/Chassis.h"
 #include "support/Timeline.h"
 
@@ -93,8 +94,8 @@ TEST_F(MorvikAuditFrame, AMachineDroppedInsideItsOwnHandlerGoesWhenTheHandlerRet
   auto hook = hookOnTrigger([&sm] { sm = nullptr; });
   Chassis::runUntil(kStart + 5.0);
   EXPECT_EQ(request_->auditTrigger(), 1u);
-  EXPECT_EQ(Kel::AllocTracker::live<MorvikAuditSm>(), 0);
-  EXPECT_EQ(Kel::AllocTracker::live<MorvikAuditSm::KelClock>(), 0);
+  EXPECT_EQ(KelTest::live<MorvikAuditSm>(), 0);
+  EXPECT_EQ(KelTest::live<MorvikAuditSm::KelClock>(), 0);
   EXPECT_TRUE(Kel::activityManager()->clock()->idle());
 }
 

@@ -10,7 +10,6 @@
 #include <stdexcept>
 
 #include "Kel/ActivityManager.h"
-#include "Kel/AllocTracker.h"
 #include "Kel/Allocate.h"
 #include "Kel/System.h"
 #include "Morvik/FeatureManifest.h"
@@ -18,6 +17,7 @@
 #include "MorvikLib/Trace.h"
 #include "ostra/OstraReclaim.h"
 #include "ostra/ostra.h"
+#include "support/AllocCounts.h"
 
 namespace MorvikTest {
 
@@ -51,7 +51,7 @@ Chassis::Chassis(Options options) : options_(std::move(options)) {
   Kel::activityManager();
   MorvikLib::traceHandle();
   MorvikLib::checksumErrorLog();
-  liveAtStart_ = Kel::AllocTracker::totalLive();
+  liveAtStart_ = KelTest::totalLive();
   freeOrphanRegions();
   wasVirtual_ = Kel::System::virtualTime();
   Kel::System::virtualTimeIs(true, options_.start);
@@ -85,7 +85,7 @@ Chassis::~Chassis() {
   manifest_ = nullptr;
   for (auto it = savedEnv_.rbegin(); it != savedEnv_.rend(); ++it)
     setOrUnset(it->first.c_str(), it->second ? it->second->c_str() : nullptr);
-  EXPECT_EQ(Kel::AllocTracker::totalLive(), liveAtStart_) << "tracked objects leaked";
+  EXPECT_EQ(KelTest::totalLive(), liveAtStart_) << "tracked objects leaked";
   EXPECT_TRUE(Kel::activityManager()->clock()->idle()) << "a clock request outlived the chassis";
   if (!wasVirtual_) Kel::System::virtualTimeIs(false);
   freeOrphanRegions();
