@@ -181,7 +181,6 @@ TEST_F(KelNotifieeTest, VisitSurvivesChangesToTheListItIsVisiting) {
       outcome += tag == "w3" ? "" : " ";
     }
     EXPECT_EQ(outcome, c.outcome);
-    EXPECT_FALSE(gauge->notifieeList()->visiting());
   }
 }
 
@@ -191,7 +190,6 @@ TEST_F(KelNotifieeTest, HandlerThatThrowsLeavesTheListUsable) {
   auto c = watch("c");
   a->onNextLevel([] { throw std::runtime_error("handler failed"); });
   EXPECT_THROW(gauge->levelIs(1), std::runtime_error);
-  EXPECT_FALSE(gauge->notifieeList()->visiting());
   b = nullptr;
   EXPECT_EQ(gauge->notifieeList()->size(), 2u);
   journal.clear();

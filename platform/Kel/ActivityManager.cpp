@@ -47,19 +47,6 @@ std::size_t ActivityManager::runNextPass() {
   return countedPass();
 }
 
-std::size_t ActivityManager::runUntilIdle(std::uint64_t maxPasses) {
-  std::size_t ran = 0;
-  for (std::uint64_t pass = 0; pass < maxPasses && !clock()->idle(); ++pass) ran += runNextPass();
-  return ran;
-}
-
-std::size_t ActivityManager::runUntil(double t) {
-  std::size_t ran = 0;
-  while (!clock()->idle() && clock()->nextTime() <= t) ran += runNextPass();
-  advanceTo(t);
-  return ran;
-}
-
 std::size_t ActivityManager::runUntilRest(std::uint64_t maxPasses) {
   std::size_t ran = 0;
   for (std::uint64_t pass = 0; pass < maxPasses; ++pass) {

@@ -34,10 +34,6 @@ class ActivityManager {
   // Waits for (or, under virtual time, jumps to) the next requested time and runs one pass there.
   // Returns 0 at once when nothing is requested.
   std::size_t runNextPass();
-  // Runs passes until nothing is requested any more, or maxPasses passes have run.
-  std::size_t runUntilIdle(std::uint64_t maxPasses = std::numeric_limits<std::uint64_t>::max());
-  // Runs every pass due up to time t, then leaves the time at t.
-  std::size_t runUntil(double t);
   // Runs passes at the current time until nothing more is due now (the copier coming to rest,
   // say); time does not move.
   std::size_t runUntilRest(std::uint64_t maxPasses = std::numeric_limits<std::uint64_t>::max());

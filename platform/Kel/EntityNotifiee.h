@@ -32,7 +32,6 @@ class EntityNotifiee : public PtrInterface {
   virtual void kelDoZombieReactors(bool zombie);
 
   void kelMarkedForDeletionIs(bool marked) { markedForDeletion_ = marked; }
-  bool kelMarkedForDeletion() const { return markedForDeletion_; }
 
   void maybeDelete() override;
 

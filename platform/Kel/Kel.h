@@ -64,11 +64,10 @@
 //    starts. A request made from inside onTime, even for "now", runs on a later pass: never
 //    recursively, never lost. A request withdrawn by an earlier handler of the pass does not run.
 //  - ActivityManager: runPass() one pass at the current time; runNextPass() moves to the next
-//    requested time and runs one pass (0 when nothing is requested); runUntilIdle(max) passes
-//    until nothing is requested; runUntil(t) every pass due up to t, then time stands at t;
-//    runUntilRest(max) passes at the current time until nothing more is due now. A notifiee that
-//    re-arms itself for "now" forever keeps runUntil and runUntilRest busy, as it would keep the
-//    real loop busy. passes() counts the passes that ran something.
+//    requested time and runs one pass (0 when nothing is requested); runUntilRest(max) passes at
+//    the current time until nothing more is due now (a notifiee that re-arms itself for "now"
+//    forever keeps it busy, as it would keep the real loop busy). passes() counts the passes
+//    that ran something.
 //  - System::currentTime() is real monotonic time, or virtual time after
 //    System::virtualTimeIs(true[, start]): then the loop jumps to the next requested time instead
 //    of sleeping. Time never moves backwards: advancing to an earlier time is ignored.

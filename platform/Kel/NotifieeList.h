@@ -21,8 +21,6 @@ class NotifieeList {
   bool empty() const { return live_ == 0; }
   std::size_t size() const { return live_; }
   bool contains(const EntityNotifiee* notifiee) const;
-  // Whether a visit of this list is in progress (on this thread's stack).
-  bool visiting() const { return visiting_ != 0; }
 
   void add(EntityNotifiee* notifiee);
   void remove(EntityNotifiee* notifiee);

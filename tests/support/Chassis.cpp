@@ -18,6 +18,7 @@
 #include "ostra/OstraReclaim.h"
 #include "ostra/ostra.h"
 #include "support/AllocCounts.h"
+#include "support/Loop.h"
 
 namespace MorvikTest {
 
@@ -159,7 +160,7 @@ std::size_t Chassis::runUntilRest() {
 }
 
 void Chassis::runUntil(double time) {
-  Kel::activityManager()->runUntil(time);
+  KelTest::runUntil(time);
 }
 
 void Chassis::envIs(const char* name, const char* value) {
