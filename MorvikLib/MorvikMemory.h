@@ -15,7 +15,7 @@ namespace MorvikLib {
 // One replicated memory region: a local mapping that features write, a mapping of the peer's copy
 // to which every write is mirrored, a writable shadow of each, and the per-chunk replication status
 // that drives the background copier.
-class MorvikMemory : public Kel::Entity {
+class MorvikMemory final : public Kel::EntityOf<MorvikMemory> {
  public:
   class NotifieeConst : public Kel::NotifieeConstOf<MorvikMemory> {
    public:

@@ -2,7 +2,7 @@
 // manifest and the status.
 #include "Kel/Assert.h"
 #include "Morvik/Checksum.h"
-#include "Morvik/DmaAddress.h"
+#include "Morvik/PhysicalAddress.h"
 #include "MorvikLib/Environment.h"
 #include "MorvikLib/MemMap.h"
 #include "MorvikLib/MorvikMemorySm.h"

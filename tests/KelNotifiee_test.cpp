@@ -21,7 +21,7 @@ using Journal = std::vector<std::string>;
 
 // An entity whose setter is written the way the library writes its own: compare, store, and visit
 // the notifiee list only when the value changed and someone listens.
-class Gauge : public Kel::Entity {
+class Gauge final : public Kel::EntityOf<Gauge> {
  public:
   struct NotifieeConst : Kel::NotifieeConstOf<Gauge> {
     virtual void onLevel() {}

@@ -14,7 +14,7 @@ namespace Kel {
 
 // A clock entity: its notifiees ask for onTime() at an absolute time. The activity manager runs the
 // clock in passes; see ActivityManager for the loop.
-class Clock : public Entity {
+class Clock final : public EntityOf<Clock> {
  public:
   class NotifieeConst;
   using Key = std::pair<double, std::uint64_t>;

@@ -10,7 +10,7 @@
 namespace Kel {
 
 // A collection of named entities. Members are held by counted references and kept in name order.
-class Dir : public Entity {
+class Dir final : public EntityOf<Dir> {
  public:
   class NotifieeConst : public NotifieeConstOf<Dir> {
    public:

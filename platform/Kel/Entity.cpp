@@ -3,7 +3,7 @@
 namespace Kel {
 
 void Entity::zeroReferencesIs(bool) {
-  notify<EntityNotifiee>([](EntityNotifiee* n) { n->onZeroReferences(); });
+  visitNotifiees([](EntityNotifiee* n) { n->onZeroReferences(); });
 }
 
 }  // namespace Kel

@@ -17,10 +17,6 @@ EntityNotifiee::~EntityNotifiee() {
   notifier_ = nullptr;
 }
 
-const Entity* EntityNotifiee::notifierCast(const PtrInterface* candidate) const {
-  return dynamic_cast<const Entity*>(candidate);
-}
-
 void EntityNotifiee::notifierIs(const Ptr<PtrInterface const>& candidate) {
   const Entity* next = notifierCast(candidate.ptr());
   if (next == notifier_.ptr()) return;

@@ -2,17 +2,15 @@
 #define MORVIK_AUDIT_H
 
 #include "Kel/Name.h"
-#include "Kel/NotifieeConstOf.h"
 #include "Kel/Ptr.h"
 #include "Morvik/AuditStatus.h"
-#include "Morvik/OrderedCollection.h"
 #include "Morvik/Record.h"
 
 namespace Morvik {
 
 // The standby's audit status records, one per audit name. Watchers hear when an entry comes, is
 // replaced by another record or goes; changes inside an entry's own record are that record's news.
-class Audit : public Record {
+class Audit final : public Record<Audit> {
  public:
   class NotifieeConst : public Kel::NotifieeConstOf<Audit> {
    public:
@@ -36,9 +34,13 @@ class Audit : public Record {
   }
 
   // A null status removes the entry.
-  void auditStatusIs(const Kel::Name& name, const Kel::Ptr<AuditStatus const>& status);
-  void auditStatusDel(const Kel::Name& name);
-  void auditStatusDelAll();
+  void auditStatusIs(const Kel::Name& name, const Kel::Ptr<AuditStatus const>& status) {
+    if (!status) return auditStatusDel(name);
+    memberIs(auditStatus_, name, status, &NotifieeConst::onAuditStatus);
+  }
+  void auditStatusDel(const Kel::Name& name) {
+    memberDel(auditStatus_, name, &NotifieeConst::onAuditStatus);
+  }
 
  private:
   AuditStatuses auditStatus_;

@@ -1,14 +1,12 @@
 #ifndef MORVIK_FEATUREMANIFEST_H
 #define MORVIK_FEATUREMANIFEST_H
 
-#include "Kel/NotifieeConstOf.h"
-#include "Kel/Types.h"
 #include "Morvik/Record.h"
 
 namespace Morvik {
 
 // One feature's share of the mirrored memory; the record's name is the feature's name.
-class FeatureManifest : public Record {
+class FeatureManifest final : public Record<FeatureManifest> {
  public:
   class NotifieeConst : public Kel::NotifieeConstOf<FeatureManifest> {
    public:

@@ -2,18 +2,15 @@
 #define MORVIK_MANIFEST_H
 
 #include "Kel/Name.h"
-#include "Kel/NotifieeConstOf.h"
 #include "Kel/Ptr.h"
-#include "Kel/Types.h"
 #include "Morvik/FeatureManifest.h"
-#include "Morvik/OrderedCollection.h"
 #include "Morvik/Record.h"
 #include "Morvik/Region.h"
 
 namespace Morvik {
 
 // The layout of the mirrored memory: every feature's range, and where the whole lies on this card.
-class Manifest : public Record {
+class Manifest final : public Record<Manifest> {
  public:
   class NotifieeConst : public Kel::NotifieeConstOf<Manifest> {
    public:
@@ -41,9 +38,13 @@ class Manifest : public Record {
   U32 platform() const { return platform_; }
 
   // A null entry removes the feature.
-  void manifestIs(const Kel::Name& name, const Kel::Ptr<FeatureManifest>& entry);
-  void manifestDel(const Kel::Name& name);
-  void manifestDelAll();
+  void manifestIs(const Kel::Name& name, const Kel::Ptr<FeatureManifest>& entry) {
+    if (!entry) return manifestDel(name);
+    memberIs(manifest_, name, entry, &NotifieeConst::onManifest);
+  }
+  void manifestDel(const Kel::Name& name) {
+    memberDel(manifest_, name, &NotifieeConst::onManifest);
+  }
   void fixedSystemIs(U8 value) { attributeIs(fixedSystem_, value, &NotifieeConst::onFixedSystem); }
   void localMemoryIs(const Kel::Ptr<Region const>& value) {
     attributeIs(localMemory_, value, &NotifieeConst::onLocalMemory);

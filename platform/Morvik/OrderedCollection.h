@@ -1,7 +1,6 @@
 #ifndef MORVIK_ORDEREDCOLLECTION_H
 #define MORVIK_ORDEREDCOLLECTION_H
 
-#include <cstddef>
 #include <map>
 #include <optional>
 #include <utility>
@@ -14,16 +13,12 @@ namespace Morvik {
 template <class K, class V>
 class OrderedCollection {
  public:
-  using Map = std::map<K, V>;
-  using const_iterator = typename Map::const_iterator;
+  using const_iterator = typename std::map<K, V>::const_iterator;
 
   V operator[](const K& key) const {
     auto it = map_.find(key);
     return it == map_.end() ? V() : it->second;
   }
-  bool contains(const K& key) const { return map_.count(key) != 0; }
-  std::size_t size() const { return map_.size(); }
-  bool empty() const { return map_.empty(); }
   const_iterator begin() const { return map_.begin(); }
   const_iterator end() const { return map_.end(); }
 
@@ -49,13 +44,12 @@ class OrderedCollection {
   // A snapshot: watchers told of one deletion may change the collection meanwhile.
   std::vector<K> keys() const {
     std::vector<K> result;
-    result.reserve(map_.size());
     for (const auto& member : map_) result.push_back(member.first);
     return result;
   }
 
  private:
-  Map map_;
+  std::map<K, V> map_;
 };
 
 }  // namespace Morvik
