@@ -6,6 +6,7 @@
 #include "Kel/ActivityManager.h"
 #include "Kel/Allocate.h"
 #include "Kel/Exception.h"
+#include "support/AllocCounts.h"
 #include "support/Chassis.h"
 
 namespace {
@@ -194,3 +195,19 @@ TEST(MorvikMemorySmTest, AnInputReplacedFromInsideItsOwnNotificationIsHeardNoMor
 }
 
 }  // namespace
+
+// The memory's watcher lets the machine go while the machine's own role handler is setting the
+// memory: the handler finishes on a live machine, which goes when the handler returns.
+TEST(MorvikMemorySmTest, AMachineDroppedInsideItsOwnHandlerGoesWhenTheHandlerReturns) {
+  Chassis::Options options;
+  options.machines = false;
+  Chassis chassis(options);
+  auto memory = MorvikLib::morvikMemoryFactory(Kel::Name("alpha"));
+  Kel::Ptr<MorvikLib::MorvikMemorySm> sm = chassis.newMachine(0, memory);
+  auto hook = RoleHook<MorvikMemory>::on(memory);
+  hook->action = [&sm] { sm = nullptr; };
+  chassis.status()->activeSupeIs(Morvik::activeSupeStandby);
+  EXPECT_FALSE(sm);
+  EXPECT_FALSE(memory->activeSupe());
+  EXPECT_EQ(KelTest::live<MorvikLib::MorvikMemorySm>(), 0);
+}
