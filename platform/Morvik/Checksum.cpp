@@ -4,6 +4,7 @@
 
 #include <xxhash.h>
 
+#include "Morvik/AuditRequest.h"
 #include "Morvik/Manifest.h"
 
 namespace Morvik {
@@ -13,6 +14,15 @@ U64 addToChecksum(U64 checksum, U64 address, U32 length) {
   if (length == 0) return checksum;
   const void* bytes = reinterpret_cast<const void*>(static_cast<std::uintptr_t>(address));
   return XXH3_64bits_withSeed(bytes, length, checksum);
+}
+
+U64 auditChecksum(const AuditRequest& request, U64 base, U32 size) {
+  if (!request.auditMapEnabled()) return addToChecksum(0, base, size);
+  U64 checksum = 0;
+  for (const auto& [offset, length] : request.auditMap()) {
+    checksum = addToChecksum(checksum, base + offset, static_cast<U32>(length));
+  }
+  return checksum;
 }
 
 U64 twosComplement(U64 value) {

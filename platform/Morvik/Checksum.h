@@ -6,6 +6,7 @@
 
 namespace Morvik {
 
+class AuditRequest;
 class Manifest;
 
 // Folds `length` bytes at `address` (a virtual address of this process) into a running checksum
@@ -13,6 +14,12 @@ class Manifest;
 // the checksum of nothing is 0. Both supervisors must fold with this same function: equal bytes in
 // equal order give equal results, while the order of the folds matters.
 U64 addToChecksum(U64 checksum, U64 address, U32 length);
+
+// What one audit cycle of `request` checksums, over a copy of the mirrored memory at `base`: all
+// `size` bytes, or, when the request's auditMapEnabled is set, only the ranges of its auditMap
+// (offset from base -> length, of which only the low 32 bits count), in ascending offset order.
+// Both supervisors pick the bytes by this one rule.
+U64 auditChecksum(const AuditRequest& request, U64 base, U32 size);
 
 // The 64-bit two's complement: value + twosComplement(value) == 0 modulo 2^64.
 U64 twosComplement(U64 value);
