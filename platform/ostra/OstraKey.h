@@ -2,6 +2,7 @@
 #define OSTRA_OSTRAKEY_H
 
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -28,6 +29,11 @@ std::string objectNameFor(std::string_view vmid, std::string_view name);
 // The key of region `name` on the machine named by SIMULATION_VMID now; nothing for a null or
 // empty name or a key longer than kMaxKeyBytes.
 std::optional<RegionKey> currentKey(const char* name);
+
+// The physical address of region `name`, the same on every machine and in every run: a 64 KiB
+// slot (page-aligned for every page size in use) above 4 GiB, so an address cut to 32 bits
+// anywhere shows up as a wrong address; a region of any length ends below 2^40.
+std::uint64_t physicalAddressFor(std::string_view name);
 
 }  // namespace ostra
 
