@@ -63,7 +63,7 @@ void MorvikMemorySm::handleLocalMemoryChange() {
     return;
   }
   const Kel::String file("/dev/mem");
-  const U32 morvikTotal = Morvik::morvikSummer(manifest);
+  const U32 morvikTotal = Morvik::morvikSummer(*manifest);
   const U64 byteOffset = entry->byteOffset();
   const U64 size = entry->size();
   KEL_ASSERT_TEXT(byteOffset + size <= morvikTotal, "byteOffset + size <= morvikTotal", kSigLocal);

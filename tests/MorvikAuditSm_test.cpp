@@ -26,7 +26,7 @@ const std::string kResync = kSm + "handleAuditResync()";
 constexpr double kStart = 1000.0;
 
 // Runs an action whenever the request's trigger advances.
-class TriggerHook : public Morvik::AuditRequest::Notifiee {
+class TriggerHook : public Morvik::AuditRequest::NotifieeConst {
  public:
   void onAuditTrigger() override {
     if (action) action();

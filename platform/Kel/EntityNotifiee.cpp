@@ -9,67 +9,50 @@ EntityNotifiee::EntityNotifiee() {
 }
 
 EntityNotifiee::~EntityNotifiee() {
-  // A zombie was detached when it turned zombie; anyone else still listed leaves now.
-  if (notifier_ && inList_) {
-    Ptr<Entity const> hold = notifier_;
-    leave();
-  }
-  notifier_ = nullptr;
+  Ptr<Entity const> hold = notifier_;
+  listedIs(false);
 }
 
 void EntityNotifiee::notifierIs(const Ptr<PtrInterface const>& candidate) {
   const Entity* next = notifierCast(candidate.ptr());
   if (next == notifier_.ptr()) return;
   Ptr<Entity const> old = notifier_;
-  if (inList_) leave();
+  listedIs(false);
   notifier_ = Ptr<Entity const>(next);
-  if (isRegisteredNotifiee_ && !zombie()) join();
+  listedIs(isRegisteredNotifiee_ && !zombie());
 }
 
 void EntityNotifiee::isRegisteredNotifieeIs(bool registered) {
   if (registered == isRegisteredNotifiee_) return;
   isRegisteredNotifiee_ = registered;
-  if (!notifier_) return;
   Ptr<Entity const> hold = notifier_;
-  if (registered && !zombie()) {
-    join();
-  } else if (!registered) {
-    leave();
-  }
+  listedIs(registered && !zombie());
 }
 
 void EntityNotifiee::kelDoZombieReactors(bool zombie) {
   if (zombie == this->zombie()) return;
   zombieBitIs(zombie);
-  if (zombie) {
-    leave();
-  } else if (isRegisteredNotifiee_ && notifier_) {
-    join();
-  }
+  listedIs(isRegisteredNotifiee_ && !zombie);
 }
 
 void EntityNotifiee::maybeDelete() {
-  if (inList_) {
+  {
     Ptr<Entity const> hold = notifier_;
-    leave();
+    listedIs(false);
   }
   PtrInterface::maybeDelete();
 }
 
-void EntityNotifiee::join() {
-  if (inList_ || !notifier_) return;
-  NotifieeList* list = notifier_->notifieeList();
-  if (!list) return;
-  list->add(this);
-  inList_ = true;
-  notifieeListMembershipIs(true);
-}
-
-void EntityNotifiee::leave() {
-  if (!inList_) return;
-  inList_ = false;
-  if (NotifieeList* list = notifier_ ? notifier_->notifieeList() : nullptr) list->remove(this);
-  notifieeListMembershipIs(false);
+void EntityNotifiee::listedIs(bool listed) {
+  NotifieeList* list = notifier_ ? notifier_->notifieeList() : nullptr;
+  if (listed == inList_ || !list) return;
+  inList_ = listed;
+  if (listed) {
+    list->add(this);
+  } else {
+    list->remove(this);
+  }
+  notifieeListMembershipIs(listed);
 }
 
 }  // namespace Kel

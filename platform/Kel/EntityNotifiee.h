@@ -42,8 +42,8 @@ class EntityNotifiee : public PtrInterface {
   friend class NotifieeConstOf;
   friend class NotifieeList;
   EntityNotifiee();
-  void join();
-  void leave();
+  // A notifiee sits in its notifier's list exactly while it is registered and not zombie.
+  void listedIs(bool listed);
 
   Ptr<Entity const> notifier_;
   bool isRegisteredNotifiee_ = false;

@@ -1,6 +1,8 @@
 #ifndef MORVIK_AUDIT_H
 #define MORVIK_AUDIT_H
 
+#include <map>
+
 #include "Kel/Name.h"
 #include "Kel/Ptr.h"
 #include "Morvik/AuditStatus.h"
@@ -18,9 +20,8 @@ class Audit final : public Record<Audit> {
     virtual void onAuditStatuskelImmediate() {}
     virtual void onAuditStatus() {}
   };
-  class Notifiee : public NotifieeConst {};
 
-  using AuditStatuses = OrderedCollection<Kel::Name, Kel::Ptr<AuditStatus const>>;
+  using AuditStatuses = std::map<Kel::Name, Kel::Ptr<AuditStatus const>>;
 
   explicit Audit(const Kel::Name& name) : Record(name) {}
 
@@ -30,7 +31,7 @@ class Audit final : public Record<Audit> {
   const AuditStatuses& auditStatus() const { return auditStatus_; }
   // Null when there is no entry of that name.
   Kel::Ptr<AuditStatus const> auditStatus(const Kel::Name& name) const {
-    return auditStatus_[name];
+    return member(auditStatus_, name);
   }
 
   // A null status removes the entry.

@@ -1,6 +1,8 @@
 #ifndef MORVIK_AUDITREQUEST_H
 #define MORVIK_AUDITREQUEST_H
 
+#include <map>
+
 #include "Morvik/Record.h"
 
 namespace Morvik {
@@ -22,10 +24,9 @@ class AuditRequest final : public Record<AuditRequest> {
     virtual void onAuditMapkelImmediate() {}
     virtual void onAuditMap() {}
   };
-  class Notifiee : public NotifieeConst {};
 
   // Byte offset from the start of the local mirrored memory -> length of the range to checksum.
-  using AuditMap = OrderedCollection<U64, U64>;
+  using AuditMap = std::map<U64, U64>;
 
   explicit AuditRequest(const Kel::Name& name) : Record(name) {}
 
@@ -73,9 +74,7 @@ class AuditRequest final : public Record<AuditRequest> {
   void auditMapDel(const U64& byteOffset) {
     memberDel(auditMap_, byteOffset, &NotifieeConst::onAuditMap);
   }
-  void auditMapDelAll() {
-    for (const U64& byteOffset : auditMap_.keys()) auditMapDel(byteOffset);
-  }
+  void auditMapDelAll() { membersDelAll(auditMap_, &NotifieeConst::onAuditMap); }
 
  private:
   U64 activeChecksum_ = 0;

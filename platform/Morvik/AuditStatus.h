@@ -15,7 +15,6 @@ class AuditStatus final : public Record<AuditStatus> {
     virtual void onResultId() {}
     virtual void onResyncTrigger() {}
   };
-  class Notifiee : public NotifieeConst {};
 
   explicit AuditStatus(const Kel::Name& name) : Record(name) {}
 

@@ -35,8 +35,4 @@ U32 morvikSummer(const Manifest& manifest) {
   return total;
 }
 
-U32 morvikSummer(const Kel::Ptr<Manifest const>& manifest) {
-  return manifest ? morvikSummer(*manifest) : 0;
-}
-
 }  // namespace Morvik

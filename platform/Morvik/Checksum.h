@@ -1,7 +1,6 @@
 #ifndef MORVIK_CHECKSUM_H
 #define MORVIK_CHECKSUM_H
 
-#include "Kel/Ptr.h"
 #include "Kel/Types.h"
 
 namespace Morvik {
@@ -25,10 +24,8 @@ U64 auditChecksum(const AuditRequest& request, U64 base, U32 size);
 U64 twosComplement(U64 value);
 
 // The size of the whole mirrored memory: the sum of the manifest's feature sizes, added in 32-bit
-// arithmetic (it wraps at 2^32, which a sound manifest never reaches). A null manifest lays out
-// nothing and sums to 0.
+// arithmetic (it wraps at 2^32, which a sound manifest never reaches).
 U32 morvikSummer(const Manifest& manifest);
-U32 morvikSummer(const Kel::Ptr<Manifest const>& manifest);
 
 }  // namespace Morvik
 

@@ -13,7 +13,6 @@ class FeatureManifest final : public Record<FeatureManifest> {
     virtual void onSize() {}
     virtual void onByteOffset() {}
   };
-  class Notifiee : public NotifieeConst {};
 
   explicit FeatureManifest(const Kel::Name& name, U64 size = 0, U64 byteOffset = 0)
       : Record(name), size_(size), byteOffset_(byteOffset) {}

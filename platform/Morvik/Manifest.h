@@ -1,6 +1,8 @@
 #ifndef MORVIK_MANIFEST_H
 #define MORVIK_MANIFEST_H
 
+#include <map>
+
 #include "Kel/Name.h"
 #include "Kel/Ptr.h"
 #include "Morvik/FeatureManifest.h"
@@ -21,9 +23,8 @@ class Manifest final : public Record<Manifest> {
     virtual void onLocalMemory() {}
     virtual void onPlatform() {}
   };
-  class Notifiee : public NotifieeConst {};
 
-  using FeatureManifests = OrderedCollection<Kel::Name, Kel::Ptr<FeatureManifest>>;
+  using FeatureManifests = std::map<Kel::Name, Kel::Ptr<FeatureManifest>>;
 
   explicit Manifest(const Kel::Name& name) : Record(name) {}
 
@@ -32,7 +33,9 @@ class Manifest final : public Record<Manifest> {
   // In name order.
   const FeatureManifests& manifest() const { return manifest_; }
   // Null when the feature has no entry.
-  Kel::Ptr<FeatureManifest> manifest(const Kel::Name& name) const { return manifest_[name]; }
+  Kel::Ptr<FeatureManifest> manifest(const Kel::Name& name) const {
+    return member(manifest_, name);
+  }
   U8 fixedSystem() const { return fixedSystem_; }
   const Kel::Ptr<Region const>& localMemory() const { return localMemory_; }
   U32 platform() const { return platform_; }

@@ -17,7 +17,6 @@ class Region final : public Record<Region> {
     virtual void onVersion() {}
     virtual void onMapFile() {}
   };
-  class Notifiee : public NotifieeConst {};
 
   explicit Region(const Kel::Name& name, PhysicalAddress addr = {}, U32 size = 0, U32 version = 0,
                   const Kel::String& mapFile = {})

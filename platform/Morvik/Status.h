@@ -1,6 +1,8 @@
 #ifndef MORVIK_STATUS_H
 #define MORVIK_STATUS_H
 
+#include <map>
+
 #include "Kel/Ptr.h"
 #include "Kel/String.h"
 #include "Morvik/ActiveSupeType.h"
@@ -25,9 +27,8 @@ class Status final : public Record<Status> {
     virtual void onFeatureAuditTrigger() {}
     virtual void onActiveSupe() {}
   };
-  class Notifiee : public NotifieeConst {};
 
-  using PciAddresses = OrderedCollection<Kel::String, Kel::String>;
+  using PciAddresses = std::map<Kel::String, Kel::String>;
 
   explicit Status(const Kel::Name& name) : Record(name) {}
 
