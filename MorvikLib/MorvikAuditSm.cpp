@@ -22,11 +22,11 @@ MorvikAuditSm::MorvikAuditSm(const Kel::Name& name, const MemoryIn& memory, cons
                              const ManifestIn& manifest, const AuditRequestIn& auditRequest,
                              const AuditStatusIn& auditStatus, const ClockIn& clock)
     : name_(name), morvikMemory_(memory) {
-  Kel::reactorRepoint(this, morvikStatus_, status);
+  Kel::reactorIs(this, morvikStatus_, status, Kel::Follow::repoint);
   morvikManifest_ = manifest;
   auditRequest_ = auditRequest;
-  Kel::reactorRepoint(this, auditStatus_, auditStatus);
-  Kel::reactorRepoint(this, clock_, clock);
+  Kel::reactorIs(this, auditStatus_, auditStatus, Kel::Follow::repoint);
+  Kel::reactorIs(this, clock_, clock, Kel::Follow::repoint);
   handleInitialized();
 }
 
@@ -56,19 +56,19 @@ MorvikAuditSm::ClockIn MorvikAuditSm::clock() const {
 }
 
 void MorvikAuditSm::morvikStatusIs(const StatusIn& status) {
-  Kel::reactorRepoint(this, morvikStatus_, status);
+  Kel::reactorIs(this, morvikStatus_, status, Kel::Follow::repoint);
 }
 
 void MorvikAuditSm::morvikAuditIs(const Kel::Ptr<Morvik::Audit>& audit) {
-  Kel::reactorRepoint(this, morvikAudit_, audit);
+  Kel::reactorIs(this, morvikAudit_, audit, Kel::Follow::repoint);
 }
 
 void MorvikAuditSm::auditStatusIs(const AuditStatusIn& auditStatus) {
-  Kel::reactorRepoint(this, auditStatus_, auditStatus);
+  Kel::reactorIs(this, auditStatus_, auditStatus, Kel::Follow::repoint);
 }
 
 void MorvikAuditSm::clockIs(const ClockIn& clock) {
-  Kel::reactorRepoint(this, clock_, clock);
+  Kel::reactorIs(this, clock_, clock, Kel::Follow::repoint);
 }
 
 void MorvikAuditSm::handleInitialized() {

@@ -27,12 +27,12 @@ MorvikMemorySm::MorvikMemorySm(const Kel::Name& name, const StatusIn& status,
                                const AuditRequestIn& auditRequest, const DirIn& auditRequests,
                                const MemoryIn& memory)
     : name_(name) {
-  Kel::reactorReplace(this, morvikStatus_, status);
-  Kel::reactorReplace(this, morvikManifest_, manifest);
-  Kel::reactorReplace(this, morvikAudit_, audit);
+  Kel::reactorIs(this, morvikStatus_, status, Kel::Follow::replace);
+  Kel::reactorIs(this, morvikManifest_, manifest, Kel::Follow::replace);
+  Kel::reactorIs(this, morvikAudit_, audit, Kel::Follow::replace);
   morvikAuditRequest_ = auditRequest;
-  Kel::reactorReplace(this, morvikAuditRequests_, auditRequests);
-  Kel::reactorReplace(this, morvikMemory_, memory);
+  Kel::reactorIs(this, morvikAuditRequests_, auditRequests, Kel::Follow::replace);
+  Kel::reactorIs(this, morvikMemory_, memory, Kel::Follow::replace);
   handleInitialized();
 }
 
@@ -66,32 +66,33 @@ Kel::Ptr<Kel::Clock const> MorvikMemorySm::wrClock() const {
 }
 
 void MorvikMemorySm::morvikStatusIs(const StatusIn& status) {
-  Kel::reactorReplace(this, morvikStatus_, status);
+  Kel::reactorIs(this, morvikStatus_, status, Kel::Follow::replace);
 }
 
 void MorvikMemorySm::morvikManifestIs(const ManifestIn& manifest) {
-  if (Kel::reactorReplace(this, morvikManifest_, manifest) && manifest) handleLocalMemoryChange();
+  if (Kel::reactorIs(this, morvikManifest_, manifest, Kel::Follow::replace) && manifest)
+    handleLocalMemoryChange();
 }
 
 void MorvikMemorySm::morvikAuditIs(const AuditIn& audit) {
-  Kel::reactorReplace(this, morvikAudit_, audit);
+  Kel::reactorIs(this, morvikAudit_, audit, Kel::Follow::replace);
 }
 
 void MorvikMemorySm::morvikAuditRequestsIs(const DirIn& auditRequests) {
-  Kel::reactorReplace(this, morvikAuditRequests_, auditRequests);
+  Kel::reactorIs(this, morvikAuditRequests_, auditRequests, Kel::Follow::replace);
 }
 
 void MorvikMemorySm::morvikMemoryIs(const MemoryIn& memory) {
-  if (Kel::reactorReplace(this, morvikMemory_, memory)) handleLocalMemoryChange();
+  if (Kel::reactorIs(this, morvikMemory_, memory, Kel::Follow::replace)) handleLocalMemoryChange();
 }
 
 void MorvikMemorySm::wrClockIs(const Kel::Ptr<Kel::Clock const>& clock) {
-  if (Kel::watches(wrClock_, clock)) return;
+  if (clock == wrClock()) return;
   // A firing the old clock still owes moves to the new one: the copier waits for it, and
   // remoteCopyPending, already true, would not change again to re-arm it.
   const bool owed = wrClock_ && wrClock_->timeRequested();
   const double time = owed ? wrClock_->timeMin() : 0.0;
-  Kel::reactorReplace(this, wrClock_, clock);
+  Kel::reactorIs(this, wrClock_, clock, Kel::Follow::replace);
   if (owed && wrClock_) wrClock_->timeMinIs(time);
 }
 

@@ -12,8 +12,7 @@
 
 namespace Kel {
 
-// A clock entity: its notifiees ask for onTime() at an absolute time. The activity manager runs the
-// clock in passes; see ActivityManager for the loop.
+// A clock entity: its notifiees ask for onTime() at an absolute time (ActivityManager.h).
 class Clock final : public EntityOf<Clock> {
  public:
   class NotifieeConst;
@@ -22,9 +21,6 @@ class Clock final : public EntityOf<Clock> {
 
   class NotifieeConst : public NotifieeConstOf<Clock> {
    public:
-    // Asks for onTime() once the clock reaches t. A new request replaces the earlier one. The
-    // notifiee must sit in the clock's notifiee list to be run; a request made while it does not
-    // waits until it joins.
     void timeMinIs(double t);
     bool timeRequested() const { return requested_; }
     double timeMin() const { return time_; }
@@ -59,9 +55,7 @@ class Clock final : public EntityOf<Clock> {
   // The earliest requested time; meaningful only when not idle.
   double nextTime() const { return schedule_.begin()->first.first; }
 
-  // Runs, once each and in order of (time, request order), the notifiees due at `now` when the
-  // pass starts. A notifiee that asks again from inside onTime() runs on a later pass, never in
-  // this one. Returns how many ran.
+  // Returns how many ran.
   std::size_t runPass(double now) const;
 
  private:
