@@ -22,11 +22,12 @@ MorvikAuditSm::MorvikAuditSm(const Kel::Name& name, const MemoryIn& memory, cons
                              const ManifestIn& manifest, const AuditRequestIn& auditRequest,
                              const AuditStatusIn& auditStatus, const ClockIn& clock)
     : name_(name), morvikMemory_(memory) {
-  Kel::reactorIs(this, morvikStatus_, status, Kel::Follow::repoint);
+  // Each setter creates the reactor: no handler runs.
+  morvikStatusIs(status);
   morvikManifest_ = manifest;
   auditRequest_ = auditRequest;
-  Kel::reactorIs(this, auditStatus_, auditStatus, Kel::Follow::repoint);
-  Kel::reactorIs(this, clock_, clock, Kel::Follow::repoint);
+  auditStatusIs(auditStatus);
+  clockIs(clock);
   handleInitialized();
 }
 

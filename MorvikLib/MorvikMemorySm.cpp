@@ -27,11 +27,12 @@ MorvikMemorySm::MorvikMemorySm(const Kel::Name& name, const StatusIn& status,
                                const AuditRequestIn& auditRequest, const DirIn& auditRequests,
                                const MemoryIn& memory)
     : name_(name) {
-  Kel::reactorIs(this, morvikStatus_, status, Kel::Follow::replace);
+  morvikStatusIs(status);
+  // Not through their setters: those map local memory, which initialisation does in its turn.
   Kel::reactorIs(this, morvikManifest_, manifest, Kel::Follow::replace);
-  Kel::reactorIs(this, morvikAudit_, audit, Kel::Follow::replace);
+  morvikAuditIs(audit);
   morvikAuditRequest_ = auditRequest;
-  Kel::reactorIs(this, morvikAuditRequests_, auditRequests, Kel::Follow::replace);
+  morvikAuditRequestsIs(auditRequests);
   Kel::reactorIs(this, morvikMemory_, memory, Kel::Follow::replace);
   handleInitialized();
 }
