@@ -17,7 +17,6 @@ class NotifieeConstOf;
 class EntityNotifiee : public PtrInterface {
  public:
   Ptr<Entity const> notifierEntity() const { return notifier_; }
-  bool isRegisteredNotifiee() const { return isRegisteredNotifiee_; }
   // Whether this notifiee sits in its notifier's list now (registered and not zombie).
   bool inNotifieeList() const { return inList_; }
 

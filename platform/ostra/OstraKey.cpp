@@ -7,6 +7,9 @@ namespace ostra {
 
 namespace {
 
+constexpr std::size_t kMaxKeyBytes = 65536;
+// Well short of NAME_MAX, which shm_open counts after dropping the leading '/'.
+constexpr std::size_t kMaxObjectNameBytes = 200;
 constexpr std::uint64_t kFnvBasis = 0xcbf29ce484222325ull;
 constexpr std::uint64_t kPhysicalBase = 1ull << 32;
 constexpr std::uint64_t kLongestRegionBytes = 1ull << 32;

@@ -9,11 +9,6 @@
 
 namespace ostra {
 
-// Region keys are stored in the region's header; the bound keeps that header small.
-inline constexpr std::size_t kMaxKeyBytes = 65536;
-// Well short of NAME_MAX, which shm_open counts after dropping the leading '/'.
-inline constexpr std::size_t kMaxObjectNameBytes = 200;
-
 // A region: the simulated machine it belongs to, its name there, and the shared-memory object
 // that holds it.
 struct RegionKey {
@@ -22,12 +17,12 @@ struct RegionKey {
   std::string objectName;
 };
 
-// The flat shared-memory object name ("/" plus no other '/') for region `name` of machine `vmid`;
-// distinct pairs give distinct names.
+// The flat shared-memory object name ("/" plus no other '/', at most 200 bytes) for region `name`
+// of machine `vmid`; distinct pairs give distinct names.
 std::string objectNameFor(std::string_view vmid, std::string_view name);
 
 // The key of region `name` on the machine named by SIMULATION_VMID now; nothing for a null or
-// empty name or a key longer than kMaxKeyBytes.
+// empty name or a key (machine and name) longer than 64 KiB, which the region's header stores.
 std::optional<RegionKey> currentKey(const char* name);
 
 // The physical address of region `name`, the same on every machine and in every run: a 64 KiB

@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <chrono>
 #include <cstring>
+#include <memory>
 #include <thread>
 
 #include "ostra/OstraReclaim.h"
@@ -18,25 +19,12 @@ namespace ostra {
 
 namespace {
 
-// A shared mapping of the start of a file, unmapped when it goes.
-class MappedBytes {
- public:
-  MappedBytes(int fd, std::size_t bytes, int prot) : bytes_(bytes) {
-    void* data = mmap(nullptr, bytes, prot, MAP_SHARED, fd, 0);
-    if (data != MAP_FAILED) data_ = data;
-  }
-  MappedBytes(const MappedBytes&) = delete;
-  MappedBytes& operator=(const MappedBytes&) = delete;
-  ~MappedBytes() {
-    if (data_ != nullptr) munmap(data_, bytes_);
-  }
-  bool valid() const { return data_ != nullptr; }
-  void* data() const { return data_; }
-
- private:
-  void* data_ = nullptr;
-  std::size_t bytes_ = 0;
-};
+// A shared mapping of the start of a file, unmapped when it goes; null when it could not be had.
+auto mapStart(int fd, std::size_t bytes, int prot) {
+  void* data = mmap(nullptr, bytes, prot, MAP_SHARED, fd, 0);
+  auto unmap = [bytes](void* p) { munmap(p, bytes); };
+  return std::unique_ptr<void, decltype(unmap)>(data == MAP_FAILED ? nullptr : data, unmap);
+}
 
 enum class HeaderState { ready, pending, bad };
 
@@ -97,9 +85,9 @@ bool plausible(const RegionHeader& header, const RegionKey& key, std::uint64_t f
 
 // Two machine/name pairs may hash to the same object name; the stored key tells them apart.
 bool sameKey(int fd, std::uint32_t headerBytes, const RegionKey& key) {
-  MappedBytes view(fd, headerBytes, PROT_READ);
-  if (!view.valid()) return false;
-  const char* stored = keyBytes(static_cast<RegionHeader*>(view.data()));
+  auto view = mapStart(fd, headerBytes, PROT_READ);
+  if (!view) return false;
+  const char* stored = keyBytes(static_cast<RegionHeader*>(view.get()));
   return std::string_view(stored, key.vmid.size()) == key.vmid &&
          std::string_view(stored + key.vmid.size(), key.name.size()) == key.name;
 }
@@ -111,9 +99,9 @@ bool writeHeader(int fd, const RegionKey& key, std::uint32_t length, std::string
   // shm_open applies the umask; set the mode outright so it is exactly owner read-write.
   if (fchmod(fd, S_IRUSR | S_IWUSR) != 0) return false;
   if (ftruncate(fd, static_cast<off_t>(headerBytes + roundUpToPage(length))) != 0) return false;
-  MappedBytes view(fd, headerBytes, PROT_READ | PROT_WRITE);
-  if (!view.valid()) return false;
-  auto* header = static_cast<RegionHeader*>(view.data());
+  auto view = mapStart(fd, headerBytes, PROT_READ | PROT_WRITE);
+  if (!view) return false;
+  auto* header = static_cast<RegionHeader*>(view.get());
   fillHeader(header, key, length, owner);
   std::atomic_ref<std::uint64_t>(header->magic).store(kMagic, std::memory_order_release);
   return true;
@@ -126,9 +114,9 @@ HeaderState readHeader(int fd, const RegionKey& key, RegionInfo& info) {
   if (fstat(fd, &status) != 0) return HeaderState::bad;
   const auto fileBytes = static_cast<std::uint64_t>(status.st_size);
   if (fileBytes < pageBytes()) return HeaderState::pending;  // not sized by its creator yet
-  MappedBytes view(fd, pageBytes(), PROT_READ);
-  if (!view.valid()) return HeaderState::bad;
-  auto* header = static_cast<RegionHeader*>(view.data());
+  auto view = mapStart(fd, pageBytes(), PROT_READ);
+  if (!view) return HeaderState::bad;
+  auto* header = static_cast<RegionHeader*>(view.get());
   const std::uint64_t magic = loadMagic(header);
   if (magic == 0) return HeaderState::pending;
   if (magic != kMagic || !plausible(*header, key, fileBytes)) return HeaderState::bad;
