@@ -121,7 +121,7 @@ TEST(KelHashMap2018, InsertAndEraseReportChangesAndIterationMayDelete) {
 class DirWatcher : public Kel::Dir::NotifieeConst {
  public:
   void onEntity(const Kel::Name& name) override {
-    seen.push_back(name.string().stdString() + (notifier()->entity(name) ? "+" : "-"));
+    seen.push_back(name.string().stdString() + (notifier()->members().count(name) ? "+" : "-"));
   }
   std::vector<std::string> seen;
 };

@@ -25,7 +25,6 @@ class Dir final : public EntityOf<Dir> {
   void nameIsFromBackup(const Name& name) override { name_ = name; }
   const char* fwkType() const override { return "Kel::Dir"; }
 
-  Ptr<Entity> entity(const Name& name) const;
   void entityIs(Name name, const Ptr<Entity>& entity);
   void entityDel(Name name);
   std::size_t entities() const { return members_.size(); }

@@ -127,8 +127,10 @@ void Chassis::remoteMemoryIs(bool known) {
 }
 
 Kel::Ptr<Morvik::AuditRequest> Chassis::auditRequest(std::size_t i) const {
-  return auditRequests_ ? Kel::ptr_cast<Morvik::AuditRequest>(auditRequests_->entity(auditName(i)))
-                        : nullptr;
+  if (!auditRequests_) return nullptr;
+  auto it = auditRequests_->members().find(auditName(i));
+  return it == auditRequests_->members().end() ? nullptr
+                                               : Kel::ptr_cast<Morvik::AuditRequest>(it->second);
 }
 
 void Chassis::buildMachines() {
