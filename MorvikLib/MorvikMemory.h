@@ -5,7 +5,6 @@
 #include "Kel/Entity.h"
 #include "Kel/HashMap2018.h"
 #include "Kel/Name.h"
-#include "Kel/NotifieeConstOf.h"
 #include "Kel/Ptr.h"
 #include "Kel/Types.h"
 #include "MorvikLib/MemoryMapping.h"

@@ -10,8 +10,7 @@
 #include "Kel/Allocate.h"
 #include "Kel/Clock.h"
 #include "Kel/Entity.h"
-#include "Kel/NotifieeConstOf.h"
-#include "Kel/NotifieeList.h"
+#include "Kel/EntityNotifiee.h"
 #include "Kel/Types.h"
 #include "support/KelLeakCheck.h"
 

@@ -1,4 +1,4 @@
-#include "Kel/AllocTracker.h"
+#include "Kel/Allocate.h"
 
 #include <atomic>
 

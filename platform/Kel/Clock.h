@@ -8,7 +8,6 @@
 #include <vector>
 
 #include "Kel/Entity.h"
-#include "Kel/NotifieeConstOf.h"
 
 namespace Kel {
 

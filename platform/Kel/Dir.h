@@ -5,7 +5,6 @@
 #include <map>
 
 #include "Kel/Entity.h"
-#include "Kel/NotifieeConstOf.h"
 
 namespace Kel {
 

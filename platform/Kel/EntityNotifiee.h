@@ -1,6 +1,9 @@
 #ifndef KEL_ENTITYNOTIFIEE_H
 #define KEL_ENTITYNOTIFIEE_H
 
+#include <cstddef>
+#include <vector>
+
 #include "Kel/Ptr.h"
 #include "Kel/PtrInterface.h"
 
@@ -48,6 +51,57 @@ class EntityNotifiee : public PtrInterface {
   bool isRegisteredNotifiee_ = false;
   bool inList_ = false;
   bool markedForDeletion_ = false;
+};
+
+// An entity's notifiees. A visit stays correct while handlers register, unregister or destroy
+// notifiees of the same list: removal leaves a hole that the visit skips (holes are closed once the
+// outermost visit ends), and notifiees added during a visit hear only of later changes.
+class NotifieeList {
+ public:
+  NotifieeList() = default;
+  NotifieeList(const NotifieeList&) = delete;
+  NotifieeList& operator=(const NotifieeList&) = delete;
+  ~NotifieeList();
+
+  bool empty() const { return live_ == 0; }
+  std::size_t size() const { return live_; }
+  bool contains(const EntityNotifiee* notifiee) const;
+
+  void add(EntityNotifiee* notifiee);
+  void remove(EntityNotifiee* notifiee);
+  // Takes every notifiee out; used by an entity that is going away.
+  void removeAll();
+
+  template <class F>
+  void doVisit(F&& visit) {
+    VisitScope scope(*this);
+    const std::size_t count = entries_.size();
+    for (std::size_t i = 0; i < count; ++i) {
+      EntityNotifiee* n = entries_[i];
+      if (!n) continue;
+      // The handler may drop the last other reference to its own notifiee.
+      Ptr<EntityNotifiee> hold(n);
+      visit(n);
+    }
+  }
+
+ private:
+  // A handler may throw out of a visit (a failed mapping, say); the list must still leave the
+  // visiting state, or removals would turn into holes that are never closed.
+  struct VisitScope {
+    explicit VisitScope(NotifieeList& list) : list_(list) { ++list_.visiting_; }
+    ~VisitScope() {
+      if (--list_.visiting_ == 0) list_.compact();
+    }
+    NotifieeList& list_;
+  };
+
+  void compact();
+
+  std::vector<EntityNotifiee*> entries_;
+  std::size_t live_ = 0;
+  int visiting_ = 0;
+  bool holes_ = false;
 };
 
 }  // namespace Kel

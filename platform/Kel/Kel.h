@@ -25,7 +25,7 @@
 //   exceptions; the value parsers' helpers. HashMap2018 hashes a 64-bit key as high ^ low half and
 //   lets an iteration delete the member it stands on. Dir: named entities that tell their
 //   watchers of every member added, replaced or removed.
-// Entity, EntityOf<T>, NotifieeConstOf<T>, NotifieeList:
+// Entity, EntityOf<T>, NotifieeConstOf<T> (Entity.h); EntityNotifiee, NotifieeList:
 //   A. A setter returns at once on an equal value; otherwise it stores (taking the new payload's
 //      reference before dropping the old) and calls the attribute's handler on every listed
 //      notifiee before it returns, keeping the entity alive meanwhile.
@@ -43,7 +43,6 @@
 //   takes a reactor out of its notifier's list at once; a machine passes it, and notification
 //   changes, on to its reactors in its own order.
 
-#include "Kel/AllocTracker.h"
 #include "Kel/Allocate.h"
 #include "Kel/Assert.h"
 #include "Kel/Dir.h"
@@ -51,7 +50,6 @@
 #include "Kel/Exception.h"
 #include "Kel/HashMap2018.h"
 #include "Kel/Name.h"
-#include "Kel/NotifieeConstOf.h"
 #include "Kel/Parse.h"
 #include "Kel/Ptr.h"
 #include "Kel/PtrInterface.h"

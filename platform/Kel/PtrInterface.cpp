@@ -4,7 +4,7 @@
 #include <new>
 #include <typeinfo>
 
-#include "Kel/AllocTracker.h"
+#include "Kel/Allocate.h"
 
 namespace Kel {
 

@@ -8,7 +8,7 @@
 #include <typeinfo>
 #include <vector>
 
-#include "Kel/AllocTracker.h"
+#include "Kel/Allocate.h"
 
 namespace Kel {
 

@@ -7,8 +7,7 @@
 
 #include "Kel/Entity.h"
 #include "Kel/Name.h"
-#include "Kel/NotifieeConstOf.h"
-#include "Kel/NotifieeList.h"
+#include "Kel/EntityNotifiee.h"
 #include "Kel/Types.h"
 
 namespace Morvik {

@@ -4,7 +4,7 @@
 #include <mutex>
 #include <typeindex>
 
-#include "Kel/AllocTracker.h"
+#include "Kel/Allocate.h"
 
 namespace KelTest {
 
