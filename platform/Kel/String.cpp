@@ -12,31 +12,14 @@
 
 namespace Kel {
 
-// Characters live right after the header, in one block, so a string costs one allocation.
-class String::Payload : public PtrInterface {
- public:
-  static Ptr<Payload> make(const char* data, std::size_t length) {
-    AllocTracker::trackAllocation(typeid(Payload), sizeof(Payload) + length + 1);
-    void* memory = kelMemAlloc(sizeof(Payload) + length + 1);
-    auto* p = new (memory) Payload(length);
-    if (length) std::memcpy(p->chars(), data, length);
-    p->chars()[length] = '\0';
-    return Ptr<Payload>::adopt(p);
-  }
-  char* chars() { return reinterpret_cast<char*>(this + 1); }
-  std::size_t length() const { return length_; }
-
- private:
-  explicit Payload(std::size_t length) : length_(length) {}
-  std::size_t length_;
-};
-
-String::String() = default;
-String::String(const String& other) = default;
-String::String(String&& other) noexcept = default;
-String& String::operator=(const String& other) = default;
-String& String::operator=(String&& other) noexcept = default;
-String::~String() = default;
+Ptr<String::Payload> String::Payload::make(const char* data, std::size_t length) {
+  AllocTracker::trackAllocation(typeid(Payload), sizeof(Payload) + length + 1);
+  void* memory = kelMemAlloc(sizeof(Payload) + length + 1);
+  auto* p = new (memory) Payload(length);
+  if (length) std::memcpy(p->chars(), data, length);
+  p->chars()[length] = '\0';
+  return Ptr<Payload>::adopt(p);
+}
 
 String::String(const char* text) : String(text, text ? std::strlen(text) : 0) {}
 
