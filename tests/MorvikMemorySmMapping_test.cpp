@@ -136,12 +136,20 @@ TEST(MorvikMemorySmHardwareTest, LocalSetupOpensTheDeviceFileAndFailsWithoutIt) 
   EXPECT_FALSE(memory->localMemoryReady());
 }
 
+// Beta on hardware: the peer's range in a stand-in device file, local memory mapped from it.
+struct BetaOnHardware {
+  BetaOnHardware() {
+    leaveSimulation(chassis, device.remoteBase, device.path);
+    device.installLocal(*memory, 8192, 16384);
+  }
+  DeviceFile device{0x40000, 0x40000 + 28672};
+  Chassis chassis{onHardware()};
+  Kel::Ptr<MorvikMemory> memory = MorvikLib::morvikMemoryFactory(Kel::Name("beta"));
+};
+
 TEST(MorvikMemorySmHardwareTest, RemoteMemoryIsMappedThroughTheRangesFileAtThePhysicalAddress) {
-  DeviceFile device(0x40000, 0x40000 + 28672);
-  Chassis chassis(onHardware());
-  leaveSimulation(chassis, device.remoteBase, device.path);
-  auto memory = MorvikLib::morvikMemoryFactory(Kel::Name("beta"));
-  device.installLocal(*memory, 8192, 16384);
+  BetaOnHardware beta;
+  auto& [device, chassis, memory] = beta;
   // Local bytes that never went through the library: only the resync can carry them over.
   std::vector<U8> bytes = Chassis::pattern(16384, 3);
   std::copy(bytes.begin(), bytes.end(),
@@ -169,11 +177,8 @@ std::size_t mappingsOf(const std::string& path) {
 // The writable shadow is mapped before the read-only primary; a primary that cannot be mapped
 // takes the shadow with it.
 TEST(MorvikMemorySmHardwareTest, AFailedPrimaryMappingLeavesNoShadowBehind) {
-  DeviceFile device(0x40000, 0x40000 + 28672);
-  Chassis chassis(onHardware());
-  leaveSimulation(chassis, device.remoteBase, device.path);
-  auto memory = MorvikLib::morvikMemoryFactory(Kel::Name("beta"));
-  device.installLocal(*memory, 8192, 16384);
+  BetaOnHardware beta;
+  auto& [device, chassis, memory] = beta;
   ASSERT_EQ(mappingsOf(device.path), 2u);
   failingReadOnlyMaps = 1;
   try {

@@ -10,7 +10,6 @@
 namespace Kel {
 
 class Entity;
-class NotifieeList;
 template <class T>
 class NotifieeConstOf;
 

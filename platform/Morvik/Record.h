@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "Kel/Entity.h"
-#include "Kel/Name.h"
 #include "Kel/EntityNotifiee.h"
+#include "Kel/Name.h"
 #include "Kel/Types.h"
 
 namespace Morvik {
