@@ -5,8 +5,11 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cstdio>
 #include <cstdlib>
+#include <fstream>
 #include <stdexcept>
+#include <string>
 
 #include "Kel/String.h"
 #include "MorvikLib/MemMap.h"
@@ -96,7 +99,16 @@ MorvikLib::MemoryMapping Regions::mapOne(bool remote, bool writable) const {
 }
 
 bool Regions::mapped(U64 vaddr) const {
-  return ::msync(reinterpret_cast<void*>(vaddr / kPage * kPage), 1, MS_ASYNC) == 0;
+  std::ifstream maps("/proc/self/maps");
+  for (std::string line; std::getline(maps, line);) {
+    unsigned long long from = 0, to = 0;
+    char perms[5] = {};
+    if (std::sscanf(line.c_str(), "%llx-%llx %4s", &from, &to, perms) == 3 && from <= vaddr &&
+        vaddr < to) {
+      return perms[3] == 's';
+    }
+  }
+  return false;
 }
 
 }  // namespace MorvikTest

@@ -40,7 +40,8 @@ class Regions {
   const U8* localBytes() const { return reinterpret_cast<const U8*>(view_[0]); }
   const U8* remoteBytes() const { return reinterpret_cast<const U8*>(view_[1]); }
 
-  // Whether anything is mapped at `vaddr`: checked right after an unmap, what was there is gone.
+  // Whether a shared mapping (a region's, or the device file's) covers `vaddr`. What an allocator
+  // maps into the hole an unmap left is private, and does not count.
   bool mapped(U64 vaddr) const;
 
  private:
