@@ -21,7 +21,9 @@ class Entity : public PtrInterface {
   virtual bool referenceTrackingEnabled() const { return true; }
   virtual const char* fwkType() const = 0;
 
-  void zeroReferencesIs(bool) override;
+  void zeroReferencesIs(bool) override {
+    visitNotifiees([](EntityNotifiee* n) { n->onZeroReferences(); });
+  }
 
  protected:
   Entity() = default;

@@ -14,6 +14,7 @@ namespace {
 std::atomic_ref<std::uint32_t> atomicWord(std::uint32_t& word) {
   return std::atomic_ref<std::uint32_t>(word);
 }
+std::atomic<AllocTracker::Recorder*> recorder{nullptr};
 }  // namespace
 
 std::uint32_t PtrInterface::word() const {
@@ -75,6 +76,18 @@ void PtrInterface::flagBitIs(std::uint32_t bit, bool set) {
   } else {
     referenceWord_ &= ~bit;
   }
+}
+
+void AllocTracker::recorderIs(Recorder* r) {
+  recorder.store(r, std::memory_order_release);
+}
+
+void AllocTracker::trackAllocation(const std::type_info& type, std::size_t size) {
+  if (Recorder* r = recorder.load(std::memory_order_acquire)) r->allocated(type, size);
+}
+
+void AllocTracker::trackDeallocation(const std::type_info& type) {
+  if (Recorder* r = recorder.load(std::memory_order_acquire)) r->released(type);
 }
 
 void* PtrInterface::kelMemAlloc(std::size_t size) {
