@@ -1,10 +1,14 @@
 #ifndef MORVIKLIB_MORVIKAUDITSM_H
 #define MORVIKLIB_MORVIKAUDITSM_H
 
+#include <array>
+#include <utility>
+
 #include "Kel/Clock.h"
 #include "Kel/Name.h"
 #include "Kel/Ptr.h"
 #include "Kel/PtrInterface.h"
+#include "Kel/Reactor.h"
 #include "Kel/Types.h"
 #include "Morvik/Audit.h"
 #include "Morvik/AuditRequest.h"
@@ -19,33 +23,34 @@ namespace MorvikLib {
 // Audits one mirrored memory on the active supervisor: every auditInterval it checksums local
 // memory, hands the checksum to the standby through the audit request, and repairs the standby's
 // copy when the standby reports a mismatch for the current cycle.
-class MorvikAuditSm : public Kel::PtrInterface {
+class MorvikAuditSm : public Kel::StateMachine<MorvikAuditSm, Kel::PtrInterface> {
  public:
   class KelMorvikStatus;
   class KelMorvikAudit;
   class KelAuditStatus;
   class KelClock;
+  using MemoryIn = Kel::Ptr<MorvikMemory>;
+  using StatusIn = Kel::Ptr<Morvik::Status const>;
+  using ManifestIn = Kel::Ptr<Morvik::Manifest const>;
+  using AuditRequestIn = Kel::Ptr<Morvik::AuditRequest>;
+  using AuditStatusIn = Kel::Ptr<Morvik::AuditStatus const>;
+  using ClockIn = Kel::Ptr<Kel::Clock const>;
 
-  MorvikAuditSm(const Kel::Name& name, const Kel::Ptr<MorvikMemory>& memory,
-                const Kel::Ptr<Morvik::Status const>& status,
-                const Kel::Ptr<Morvik::Manifest const>& manifest,
-                const Kel::Ptr<Morvik::AuditRequest>& auditRequest,
-                const Kel::Ptr<Morvik::AuditStatus const>& auditStatus,
-                const Kel::Ptr<Kel::Clock const>& clock);
+  MorvikAuditSm(const Kel::Name& name, const MemoryIn& memory, const StatusIn& status,
+                const ManifestIn& manifest, const AuditRequestIn& auditRequest,
+                const AuditStatusIn& auditStatus, const ClockIn& clock);
   ~MorvikAuditSm() override;
 
   const char* fwkType() const { return kMorvikAuditSmTypeName; }
   const Kel::Name& name() const { return name_; }
-  void hasNotificationActiveIs(bool on) override;
-  void kelDoZombieReactors(bool zombie);
 
-  const Kel::Ptr<MorvikMemory>& morvikMemory() const { return morvikMemory_; }
-  Kel::Ptr<Morvik::Status const> morvikStatus() const;
-  const Kel::Ptr<Morvik::Manifest const>& morvikManifest() const { return morvikManifest_; }
+  const MemoryIn& morvikMemory() const { return morvikMemory_; }
+  StatusIn morvikStatus() const;
+  const ManifestIn& morvikManifest() const { return morvikManifest_; }
   Kel::Ptr<Morvik::Audit> morvikAudit() const;
-  const Kel::Ptr<Morvik::AuditRequest>& auditRequest() const { return auditRequest_; }
-  Kel::Ptr<Morvik::AuditStatus const> auditStatus() const;
-  Kel::Ptr<Kel::Clock const> clock() const;
+  const AuditRequestIn& auditRequest() const { return auditRequest_; }
+  AuditStatusIn auditStatus() const;
+  ClockIn clock() const;
   // The reactor objects themselves, for tests and the generic interface.
   const Kel::Ptr<KelMorvikStatus>& morvikStatusReactor() const { return morvikStatus_; }
   const Kel::Ptr<KelMorvikAudit>& morvikAuditReactor() const { return morvikAudit_; }
@@ -59,13 +64,13 @@ class MorvikAuditSm : public Kel::PtrInterface {
 
   // Reactor setters: the current input does nothing, null drops the reactor, another input
   // re-points the existing reactor (which runs its handler once) or creates one.
-  void morvikStatusIs(const Kel::Ptr<Morvik::Status const>& status);
+  void morvikStatusIs(const StatusIn& status);
   void morvikStatusDel() { morvikStatusIs(nullptr); }
   void morvikAuditIs(const Kel::Ptr<Morvik::Audit>& audit);
   void morvikAuditDel() { morvikAuditIs(nullptr); }
-  void auditStatusIs(const Kel::Ptr<Morvik::AuditStatus const>& auditStatus);
+  void auditStatusIs(const AuditStatusIn& auditStatus);
   void auditStatusDel() { auditStatusIs(nullptr); }
-  void clockIs(const Kel::Ptr<Kel::Clock const>& clock);
+  void clockIs(const ClockIn& clock);
   void clockDel() { clockIs(nullptr); }
 
   // Plain setters: they store and do nothing else.
@@ -83,16 +88,16 @@ class MorvikAuditSm : public Kel::PtrInterface {
   void auditMemory();
   U64 computeChecksum();
 
- private:
-  template <class F>
-  void forEachReactor(F&& f);
+  // In the order notification and zombie changes reach them.
+  std::array<Kel::Ptr<Kel::EntityNotifiee>, 4> reactors() const;
 
+ private:
   Kel::Name name_;
-  Kel::Ptr<MorvikMemory> morvikMemory_;
+  MemoryIn morvikMemory_;
   Kel::Ptr<KelMorvikStatus> morvikStatus_;
-  Kel::Ptr<Morvik::Manifest const> morvikManifest_;
+  ManifestIn morvikManifest_;
   Kel::Ptr<KelMorvikAudit> morvikAudit_;
-  Kel::Ptr<Morvik::AuditRequest> auditRequest_;
+  AuditRequestIn auditRequest_;
   Kel::Ptr<KelAuditStatus> auditStatus_;
   Kel::Ptr<KelClock> clock_;
   double auditInterval_ = 60.0;
@@ -102,19 +107,19 @@ class MorvikAuditSm : public Kel::PtrInterface {
   U32 resultRetryCountMax_ = 5;
 };
 
-Kel::Ptr<MorvikAuditSm> MorvikAuditSmIs(const Kel::Name& name, const Kel::Ptr<MorvikMemory>& memory,
-                                        const Kel::Ptr<Morvik::Status const>& status,
-                                        const Kel::Ptr<Morvik::Manifest const>& manifest,
-                                        const Kel::Ptr<Morvik::AuditRequest>& auditRequest,
-                                        const Kel::Ptr<Morvik::AuditStatus const>& auditStatus,
-                                        const Kel::Ptr<Kel::Clock const>& clock);
+// Creates the machine the framework's way (allocation tracking, construction, then notification
+// on, which reaches the reactors in the order above); "null ValidPtr" when none was made.
+template <class... Inputs>
+Kel::Ptr<MorvikAuditSm> MorvikAuditSmIs(Inputs&&... inputs) {
+  return Kel::stateMachineNew<MorvikAuditSm>(std::forward<Inputs>(inputs)...);
+}
 
-Kel::Ptr<MorvikAuditSm> morvikAuditSmFactory(Kel::Name name, const Kel::Ptr<MorvikMemory>& memory,
-                                             const Kel::Ptr<Morvik::Status const>& status,
-                                             const Kel::Ptr<Morvik::Manifest const>& manifest,
-                                             const Kel::Ptr<Morvik::AuditRequest>& auditRequest,
-                                             const Kel::Ptr<Morvik::AuditStatus const>& auditStatus,
-                                             const Kel::Ptr<Kel::Clock const>& clock);
+inline Kel::Ptr<MorvikAuditSm> morvikAuditSmFactory(
+    Kel::Name name, const MorvikAuditSm::MemoryIn& memory, const MorvikAuditSm::StatusIn& status,
+    const MorvikAuditSm::ManifestIn& manifest, const MorvikAuditSm::AuditRequestIn& auditRequest,
+    const MorvikAuditSm::AuditStatusIn& auditStatus, const MorvikAuditSm::ClockIn& clock) {
+  return MorvikAuditSmIs(name, memory, status, manifest, auditRequest, auditStatus, clock);
+}
 
 }  // namespace MorvikLib
 

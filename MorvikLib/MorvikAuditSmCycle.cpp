@@ -66,14 +66,7 @@ void MorvikAuditSm::auditMemory() {
 
 U64 MorvikAuditSm::computeChecksum() {
   const MemoryMapping& local = morvikMemory_->localMemory();
-  if (!auditRequest_->auditMapEnabled()) {
-    return Morvik::addToChecksum(0, local.vaddr(), local.size());
-  }
-  U64 checksum = 0;
-  for (const auto& [offset, length] : auditRequest_->auditMap()) {
-    checksum = Morvik::addToChecksum(checksum, local.vaddr() + offset, static_cast<U32>(length));
-  }
-  return checksum;
+  return Morvik::auditChecksum(*auditRequest_, local.vaddr(), local.size());
 }
 
 void MorvikAuditSm::handleAuditResync() {

@@ -2,43 +2,19 @@
 #define MORVIKLIB_MORVIKAUDITSMREACTORS_H
 
 // The audit state machine's reactors. Unlike the memory state machine's, they are re-pointed
-// rather than replaced, and re-pointing one at a new input runs its handler once, as if the
-// watched attribute had changed.
+// rather than replaced, and re-pointing one at a new input runs its handler once.
 
 #include "Kel/Reactor.h"
 #include "MorvikLib/MorvikAuditSm.h"
 
 namespace MorvikLib {
 
-template <class Notifiee>
-class AuditReactor : public Kel::Reactor<MorvikAuditSm, Notifiee> {
+class MorvikAuditSm::KelMorvikStatus
+    : public Kel::RepointedReactor<MorvikAuditSm, Morvik::Status::NotifieeConst,
+                                   &MorvikAuditSm::handleFeatureAuditTrigger> {
  public:
-  using Kel::Reactor<MorvikAuditSm, Notifiee>::Reactor;
-
-  void notifierIs(const Kel::Ptr<Kel::PtrInterface const>& candidate) override {
-    if (this->notifierCast(candidate.ptr()) == this->notifierEntity().ptr()) return;
-    Kel::EntityNotifiee::notifierIs(candidate);
-    if (this->notifierEntity() && !this->zombie()) run();
-    this->isRegisteredNotifieeIs(true);
-  }
-
- protected:
-  // The machine stays alive until its handler returns, even when the handler's own doing
-  // (a watcher of the request, say) drops the last reference to it.
-  void run() {
-    Kel::Ptr<MorvikAuditSm> hold(this->owner());
-    react();
-  }
-  virtual void react() = 0;
-};
-
-class MorvikAuditSm::KelMorvikStatus : public AuditReactor<Morvik::Status::NotifieeConst> {
- public:
-  using AuditReactor::AuditReactor;
+  using RepointedReactor::RepointedReactor;
   void onFeatureAuditTrigger() override { run(); }
-
- protected:
-  void react() override { owner()->handleFeatureAuditTrigger(); }
 };
 
 // Keeps the audit referenced; reacts to nothing.
@@ -48,22 +24,20 @@ class MorvikAuditSm::KelMorvikAudit
   using Reactor::Reactor;
 };
 
-class MorvikAuditSm::KelAuditStatus : public AuditReactor<Morvik::AuditStatus::NotifieeConst> {
+class MorvikAuditSm::KelAuditStatus
+    : public Kel::RepointedReactor<MorvikAuditSm, Morvik::AuditStatus::NotifieeConst,
+                                   &MorvikAuditSm::handleAuditResync> {
  public:
-  using AuditReactor::AuditReactor;
+  using RepointedReactor::RepointedReactor;
   void onResyncTrigger() override { run(); }
-
- protected:
-  void react() override { owner()->handleAuditResync(); }
 };
 
-class MorvikAuditSm::KelClock : public AuditReactor<Kel::Clock::NotifieeConst> {
+class MorvikAuditSm::KelClock
+    : public Kel::RepointedReactor<MorvikAuditSm, Kel::Clock::NotifieeConst,
+                                   &MorvikAuditSm::handleAuditClockTimeout> {
  public:
-  using AuditReactor::AuditReactor;
+  using RepointedReactor::RepointedReactor;
   void onTime() override { run(); }
-
- protected:
-  void react() override { owner()->handleAuditClockTimeout(); }
 };
 
 }  // namespace MorvikLib

@@ -7,7 +7,6 @@
 #include "Kel/Entity.h"
 #include "Kel/HashMap2018.h"
 #include "Kel/Name.h"
-#include "Kel/NotifieeConstOf.h"
 #include "Kel/Ptr.h"
 #include "Kel/Types.h"
 #include "MorvikLib/MemoryMapping.h"
@@ -18,7 +17,7 @@ namespace MorvikLib {
 // One replicated memory region: a local mapping that features write, a mapping of the peer's copy
 // to which every write is mirrored, a writable shadow of each, and the per-chunk replication status
 // that drives the background copier.
-class MorvikMemory : public Kel::Entity {
+class MorvikMemory final : public Kel::EntityOf<MorvikMemory> {
  public:
   class NotifieeConst : public Kel::NotifieeConstOf<MorvikMemory> {
    public:

@@ -45,7 +45,7 @@ void MorvikMemorySm::resetAuditSm(const Kel::Name& triggerName) {
   // Always a fresh machine: every qualifying change restarts the audit from its initial state.
   morvikAuditSmIs(morvikAuditSmFactory(auditName, memory, status, morvikManifest(),
                                        morvikAuditRequest_, entry,
-                                       Kel::activityManager()->clock()));
+                                       Kel::activityManager()->config()->clock()));
 }
 
 }  // namespace MorvikLib

@@ -1,8 +1,11 @@
 // How the memory state machine maps this feature's share of local and remote memory from the
 // manifest and the status.
+#include <sys/mman.h>
+
 #include "Kel/Assert.h"
 #include "Morvik/Checksum.h"
-#include "Morvik/DmaAddress.h"
+#include "Morvik/PhysicalAddress.h"
+#include "MorvikLib/Address.h"
 #include "MorvikLib/Environment.h"
 #include "MorvikLib/MemMap.h"
 #include "MorvikLib/MorvikMemorySm.h"
@@ -28,10 +31,18 @@ struct MappingPair {
 };
 
 // The writable shadow is mapped first, then the read-only primary through which the library reads.
+// When the primary fails (only the device path throws), the shadow goes again, quietly: the
+// failure's own trace and exception tell what happened.
 MappingPair mapTwice(const Kel::String& file, U64 paddr, U64 byteOffset, U64 size, MemMapType type,
                      U64 paddrField, U64 versionField) {
   U64 shadow = doMmap(file, paddr, byteOffset, size, type, memMapAccessReadWrite);
-  U64 primary = doMmap(file, paddr, byteOffset, size, type, memMapAccessReadOnly);
+  U64 primary;
+  try {
+    primary = doMmap(file, paddr, byteOffset, size, type, memMapAccessReadOnly);
+  } catch (...) {
+    ::munmap(address::pointer(shadow), address::low32(size));
+    throw;
+  }
   auto size32 = static_cast<U32>(size);
   return {MemoryMapping(Kel::Name("mem"), primary, size32, paddrField, versionField),
           MemoryMapping(Kel::Name("mem"), shadow, size32, paddrField, versionField)};
@@ -52,7 +63,7 @@ void MorvikMemorySm::handleLocalMemoryChange() {
     return;
   }
   const Kel::String file("/dev/mem");
-  const U32 morvikTotal = Morvik::morvikSummer(manifest);
+  const U32 morvikTotal = Morvik::morvikSummer(*manifest);
   const U64 byteOffset = entry->byteOffset();
   const U64 size = entry->size();
   KEL_ASSERT_TEXT(byteOffset + size <= morvikTotal, "byteOffset + size <= morvikTotal", kSigLocal);

@@ -2,7 +2,7 @@
 #define MORVIKLIB_MORVIKMEMORYSMREACTORS_H
 
 // The memory state machine's reactors: one notifiee per input, each overriding only the handlers
-// the state machine reacts to.
+// the state machine reacts to. A new input replaces the reactor.
 
 #include "Kel/Reactor.h"
 #include "MorvikLib/MorvikMemorySm.h"
@@ -13,22 +13,24 @@ class MorvikMemorySm::KelMorvikStatus
     : public Kel::Reactor<MorvikMemorySm, Morvik::Status::NotifieeConst> {
  public:
   using Reactor::Reactor;
-  void onActiveSupe() override { owner()->handleSupStateChange(); }
-  void onRemoteMemory() override { owner()->handleMorvikRemoteMemVersion(); }
+  void onActiveSupe() override { react(&MorvikMemorySm::handleSupStateChange); }
+  void onRemoteMemory() override { react(&MorvikMemorySm::handleMorvikRemoteMemVersion); }
 };
 
 class MorvikMemorySm::KelMorvikManifest
     : public Kel::Reactor<MorvikMemorySm, Morvik::Manifest::NotifieeConst> {
  public:
   using Reactor::Reactor;
-  void onLocalMemory() override { owner()->handleLocalMemoryChange(); }
+  void onLocalMemory() override { react(&MorvikMemorySm::handleLocalMemoryChange); }
 };
 
 class MorvikMemorySm::KelMorvikAudit
     : public Kel::Reactor<MorvikMemorySm, Morvik::Audit::NotifieeConst> {
  public:
   using Reactor::Reactor;
-  void onAuditStatus(const Kel::Name& name) override { owner()->resetAuditSm(name); }
+  void onAuditStatus(const Kel::Name& name) override {
+    react<const Kel::Name&>(&MorvikMemorySm::resetAuditSm, name);
+  }
 };
 
 // Keeps the directory of audit requests referenced; reacts to nothing.
@@ -42,14 +44,14 @@ class MorvikMemorySm::KelMorvikMemory
     : public Kel::Reactor<MorvikMemorySm, MorvikMemory::NotifieeConst> {
  public:
   using Reactor::Reactor;
-  void onRemoteCopyPending() override { owner()->scheduleClockTimeout(); }
-  void onRemoteCopyChunkSize() override { owner()->kel_handleMorvikMemory_remoteCopyChunkSize(); }
+  void onRemoteCopyPending() override { react(&MorvikMemorySm::scheduleClockTimeout); }
+  void onRemoteCopyChunkSize() override { react(&MorvikMemorySm::syncAfterChunkSizeChange); }
 };
 
 class MorvikMemorySm::KelWrClock : public Kel::Reactor<MorvikMemorySm, Kel::Clock::NotifieeConst> {
  public:
   using Reactor::Reactor;
-  void onTime() override { owner()->kel_handleWrClock_time(); }
+  void onTime() override { react(&MorvikMemorySm::copyPendingChunk); }
 };
 
 }  // namespace MorvikLib

@@ -33,12 +33,20 @@ GenericValue text(const char* v) {
   return GenericValue::of(Kel::String(v));
 }
 
-// A small type of the test's own: a directory under another name, with one function.
-class Thing : public Kel::Dir {
+// A small entity type of the test's own, with one function.
+class Thing final : public Kel::EntityOf<Thing> {
  public:
-  using Kel::Dir::Dir;
+  using NotifieeConst = Kel::EntityNotifiee;
+  explicit Thing(const Kel::Name& name) : name_(name) {}
+  Kel::NotifieeList* notifieeList() const override { return &notifiees_; }
+  Kel::Name name() const override { return name_; }
+  void nameIsFromBackup(const Kel::Name& name) override { name_ = name; }
   const char* fwkType() const override { return "Test::Thing"; }
   U64 add(U32 a, U64 b) const { return a + b; }
+
+ private:
+  Kel::Name name_;
+  mutable Kel::NotifieeList notifiees_;
 };
 
 constexpr const char* genericTypeName(std::type_identity<Thing>) {

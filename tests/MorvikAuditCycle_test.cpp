@@ -55,7 +55,7 @@ class SyncCounter : public MorvikMemory::Notifiee {
 };
 
 // Puts every change of the request into the timeline.
-class RequestRecorder : public Morvik::AuditRequest::Notifiee {
+class RequestRecorder : public Morvik::AuditRequest::NotifieeConst {
  public:
   explicit RequestRecorder(MorvikTest::Timeline& timeline) : timeline_(timeline) {}
   void onActiveChecksum() override { timeline_.add("activeChecksum"); }

@@ -4,10 +4,10 @@
 #include <string>
 #include <vector>
 
-#include "Kel/AllocTracker.h"
 #include "Kel/Allocate.h"
 #include "Kel/System.h"
 #include "MorvikLib/MorvikAuditSm.h"
+#include "support/AllocCounts.h"
 #include "support/Chassis.h"
 
 namespace {
@@ -16,9 +16,7 @@ using MorvikLib::MorvikAuditSm;
 using MorvikTest::Chassis;
 
 std::uint64_t auditsMade() {
-  for (const auto& entry : Kel::AllocTracker::snapshot())
-    if (entry.typeName == "MorvikLib::MorvikAuditSm") return entry.allocated;
-  return 0;
+  return KelTest::made<MorvikAuditSm>();
 }
 
 Chassis::Options audited() {
@@ -60,7 +58,7 @@ TEST(MorvikAuditLifecycle, ConstructionMakesTwoAuditsAndKeepsTheSecond) {
   const std::uint64_t before = auditsMade();
   chassis.buildMachines();
   EXPECT_EQ(auditsMade() - before, 2u);
-  EXPECT_EQ(Kel::AllocTracker::live<MorvikAuditSm>(), 1);
+  EXPECT_EQ(KelTest::live<MorvikAuditSm>(), 1);
   const Kel::Ptr<MorvikAuditSm>& audit = chassis.sm(0)->morvikAuditSm();
   ASSERT_TRUE(audit);
   EXPECT_EQ(audit->auditStatus(), chassis.auditStatus(0));
@@ -114,7 +112,7 @@ TEST(MorvikAuditLifecycle, EachChangeKeepsReplacesOrDropsTheAuditAsTheTableSays)
     c.change(chassis);
     EXPECT_EQ(auditsMade() - made, c.made);
     const Kel::Ptr<MorvikAuditSm>& audit = chassis.sm(0)->morvikAuditSm();
-    EXPECT_EQ(Kel::AllocTracker::live<MorvikAuditSm>(), audit ? 1 : 0) << "the previous one went";
+    EXPECT_EQ(KelTest::live<MorvikAuditSm>(), audit ? 1 : 0) << "the previous one went";
     EXPECT_EQ(c.outcome == kept ? previous != nullptr : c.outcome == replaced,
               static_cast<bool>(audit));
     // Made while the previous one lived, a new one is another object.

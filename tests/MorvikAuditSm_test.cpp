@@ -10,6 +10,7 @@
 #include "Kel/System.h"
 #include "MorvikLib/MorvikAuditSm.h"
 #include "MorvikLib/MorvikAuditSmReactors.h"
+#include "support/AllocCounts.h"
 #include "support/Chassis.h"
 #include "support/Timeline.h"
 
@@ -25,7 +26,7 @@ const std::string kResync = kSm + "handleAuditResync()";
 constexpr double kStart = 1000.0;
 
 // Runs an action whenever the request's trigger advances.
-class TriggerHook : public Morvik::AuditRequest::Notifiee {
+class TriggerHook : public Morvik::AuditRequest::NotifieeConst {
  public:
   void onAuditTrigger() override {
     if (action) action();
@@ -93,8 +94,8 @@ TEST_F(MorvikAuditFrame, AMachineDroppedInsideItsOwnHandlerGoesWhenTheHandlerRet
   auto hook = hookOnTrigger([&sm] { sm = nullptr; });
   Chassis::runUntil(kStart + 5.0);
   EXPECT_EQ(request_->auditTrigger(), 1u);
-  EXPECT_EQ(Kel::AllocTracker::live<MorvikAuditSm>(), 0);
-  EXPECT_EQ(Kel::AllocTracker::live<MorvikAuditSm::KelClock>(), 0);
+  EXPECT_EQ(KelTest::live<MorvikAuditSm>(), 0);
+  EXPECT_EQ(KelTest::live<MorvikAuditSm::KelClock>(), 0);
   EXPECT_TRUE(Kel::activityManager()->clock()->idle());
 }
 

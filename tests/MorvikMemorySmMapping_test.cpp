@@ -1,10 +1,13 @@
+#include <dlfcn.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
+#include <fstream>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -15,6 +18,22 @@
 #include "ostra/ostra.h"
 #include "support/Capture.h"
 #include "support/Chassis.h"
+
+// The library's device mappings reach this mmap64 before the system's, so a test can make the
+// next read-only ones fail.
+int failingReadOnlyMaps = 0;
+
+extern "C" void* mmap64(void* addr, size_t length, int prot, int flags, int fd,
+                        off64_t offset) noexcept {
+  using Mmap = void* (*)(void*, size_t, int, int, int, off64_t);
+  static const auto next = reinterpret_cast<Mmap>(::dlsym(RTLD_NEXT, "mmap64"));
+  if (prot == PROT_READ && failingReadOnlyMaps > 0) {
+    --failingReadOnlyMaps;
+    errno = ENOMEM;
+    return MAP_FAILED;
+  }
+  return next(addr, length, prot, flags, fd, offset);
+}
 
 namespace {
 
@@ -117,12 +136,20 @@ TEST(MorvikMemorySmHardwareTest, LocalSetupOpensTheDeviceFileAndFailsWithoutIt) 
   EXPECT_FALSE(memory->localMemoryReady());
 }
 
+// Beta on hardware: the peer's range in a stand-in device file, local memory mapped from it.
+struct BetaOnHardware {
+  BetaOnHardware() {
+    leaveSimulation(chassis, device.remoteBase, device.path);
+    device.installLocal(*memory, 8192, 16384);
+  }
+  DeviceFile device{0x40000, 0x40000 + 28672};
+  Chassis chassis{onHardware()};
+  Kel::Ptr<MorvikMemory> memory = MorvikLib::morvikMemoryFactory(Kel::Name("beta"));
+};
+
 TEST(MorvikMemorySmHardwareTest, RemoteMemoryIsMappedThroughTheRangesFileAtThePhysicalAddress) {
-  DeviceFile device(0x40000, 0x40000 + 28672);
-  Chassis chassis(onHardware());
-  leaveSimulation(chassis, device.remoteBase, device.path);
-  auto memory = MorvikLib::morvikMemoryFactory(Kel::Name("beta"));
-  device.installLocal(*memory, 8192, 16384);
+  BetaOnHardware beta;
+  auto& [device, chassis, memory] = beta;
   // Local bytes that never went through the library: only the resync can carry them over.
   std::vector<U8> bytes = Chassis::pattern(16384, 3);
   std::copy(bytes.begin(), bytes.end(),
@@ -138,6 +165,31 @@ TEST(MorvikMemorySmHardwareTest, RemoteMemoryIsMappedThroughTheRangesFileAtThePh
   std::vector<U8> more = Chassis::pattern(100, 9);
   memory->doWrite(4000, more.data(), 100);
   EXPECT_EQ(device.read(device.remoteBase + 8192 + 4000, 100), more);
+}
+
+std::size_t mappingsOf(const std::string& path) {
+  std::ifstream maps("/proc/self/maps");
+  std::size_t found = 0;
+  for (std::string line; std::getline(maps, line);) found += line.ends_with(" " + path);
+  return found;
+}
+
+// The writable shadow is mapped before the read-only primary; a primary that cannot be mapped
+// takes the shadow with it.
+TEST(MorvikMemorySmHardwareTest, AFailedPrimaryMappingLeavesNoShadowBehind) {
+  BetaOnHardware beta;
+  auto& [device, chassis, memory] = beta;
+  ASSERT_EQ(mappingsOf(device.path), 2u);
+  failingReadOnlyMaps = 1;
+  try {
+    chassis.newMachine(1, memory);
+    ADD_FAILURE() << "nothing was thrown";
+  } catch (const Kel::ErrnoException& e) {
+    EXPECT_STREQ(e.context().charPtr(), "mmaping file");
+  }
+  EXPECT_EQ(failingReadOnlyMaps, 0);
+  EXPECT_EQ(mappingsOf(device.path), 2u);
+  EXPECT_EQ(memory->remoteMemory().vaddr(), 0u);
 }
 
 // A store into a read-only page: killed by SIGSEGV, or, under AddressSanitizer, reported as a SEGV

@@ -6,7 +6,8 @@
 #include "Kel/ActivityManager.h"
 #include "Kel/Allocate.h"
 #include "Kel/Exception.h"
-#include "support/AllocationCount.h"
+#include "support/AllocCounts.h"
+#include "support/HeapCount.h"
 #include "support/Chassis.h"
 
 namespace {
@@ -138,7 +139,7 @@ TEST(MorvikMemorySmTest, SteadyWritesAndResyncsAllocateNothing) {
   writeAndResync();
   std::uint64_t allocations = 0;
   {
-    MorvikTest::AllocationCount count;
+    MorvikTest::HeapCount count;
     for (int round = 0; round < 3; ++round) writeAndResync();
     allocations = count.allocations();
   }
@@ -222,3 +223,19 @@ TEST(MorvikMemorySmTest, AnInputReplacedFromInsideItsOwnNotificationIsHeardNoMor
 }
 
 }  // namespace
+
+// The memory's watcher lets the machine go while the machine's own role handler is setting the
+// memory: the handler finishes on a live machine, which goes when the handler returns.
+TEST(MorvikMemorySmTest, AMachineDroppedInsideItsOwnHandlerGoesWhenTheHandlerReturns) {
+  Chassis::Options options;
+  options.machines = false;
+  Chassis chassis(options);
+  auto memory = MorvikLib::morvikMemoryFactory(Kel::Name("alpha"));
+  Kel::Ptr<MorvikLib::MorvikMemorySm> sm = chassis.newMachine(0, memory);
+  auto hook = RoleHook<MorvikMemory>::on(memory);
+  hook->action = [&sm] { sm = nullptr; };
+  chassis.status()->activeSupeIs(Morvik::activeSupeStandby);
+  EXPECT_FALSE(sm);
+  EXPECT_FALSE(memory->activeSupe());
+  EXPECT_EQ(KelTest::live<MorvikLib::MorvikMemorySm>(), 0);
+}

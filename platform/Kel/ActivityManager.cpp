@@ -5,9 +5,22 @@
 #include <cmath>
 
 #include "Kel/Allocate.h"
-#include "Kel/System.h"
 
 namespace Kel {
+
+namespace {
+
+// Virtual time jumps; real time is slept through.
+void advanceTo(double t) {
+  if (System::virtualTime()) return System::virtualTimeAdvanceTo(t);
+  for (double now = System::currentTime(); now < t; now = System::currentTime()) {
+    const double wait = t - now;
+    timespec ts{static_cast<time_t>(wait), static_cast<long>((wait - std::floor(wait)) * 1e9)};
+    nanosleep(&ts, nullptr);
+  }
+}
+
+}  // namespace
 
 ActivityManager::ActivityManager() : config_(allocate<Clock>(Name("activityManagerClock"))) {}
 
@@ -17,54 +30,23 @@ ActivityManager* activityManager() {
   return manager;
 }
 
-std::size_t ActivityManager::countedPass() {
+std::size_t ActivityManager::runPass() {
   std::size_t ran = clock()->runPass(System::currentTime());
   if (ran) ++passes_;
   return ran;
 }
 
-std::size_t ActivityManager::runPass() {
-  return countedPass();
-}
-
-void ActivityManager::advanceTo(double t) {
-  if (System::virtualTime()) {
-    System::virtualTimeAdvanceTo(t);
-    return;
-  }
-  for (double now = System::currentTime(); now < t; now = System::currentTime()) {
-    double wait = t - now;
-    timespec ts;
-    ts.tv_sec = static_cast<time_t>(wait);
-    ts.tv_nsec = static_cast<long>((wait - std::floor(wait)) * 1e9);
-    nanosleep(&ts, nullptr);
-  }
-}
-
 std::size_t ActivityManager::runNextPass() {
   if (clock()->idle()) return 0;
   advanceTo(clock()->nextTime());
-  return countedPass();
-}
-
-std::size_t ActivityManager::runUntilIdle(std::uint64_t maxPasses) {
-  std::size_t ran = 0;
-  for (std::uint64_t pass = 0; pass < maxPasses && !clock()->idle(); ++pass) ran += runNextPass();
-  return ran;
-}
-
-std::size_t ActivityManager::runUntil(double t) {
-  std::size_t ran = 0;
-  while (!clock()->idle() && clock()->nextTime() <= t) ran += runNextPass();
-  advanceTo(t);
-  return ran;
+  return runPass();
 }
 
 std::size_t ActivityManager::runUntilRest(std::uint64_t maxPasses) {
   std::size_t ran = 0;
   for (std::uint64_t pass = 0; pass < maxPasses; ++pass) {
     if (clock()->idle() || clock()->nextTime() > System::currentTime()) break;
-    ran += countedPass();
+    ran += runPass();
   }
   return ran;
 }

@@ -8,13 +8,11 @@
 #include <vector>
 
 #include "Kel/Entity.h"
-#include "Kel/NotifieeConstOf.h"
 
 namespace Kel {
 
-// A clock entity: its notifiees ask for onTime() at an absolute time. The activity manager runs the
-// clock in passes; see ActivityManager for the loop.
-class Clock : public Entity {
+// A clock entity: its notifiees ask for onTime() at an absolute time (ActivityManager.h).
+class Clock final : public EntityOf<Clock> {
  public:
   class NotifieeConst;
   using Key = std::pair<double, std::uint64_t>;
@@ -22,9 +20,6 @@ class Clock : public Entity {
 
   class NotifieeConst : public NotifieeConstOf<Clock> {
    public:
-    // Asks for onTime() once the clock reaches t. A new request replaces the earlier one. The
-    // notifiee must sit in the clock's notifiee list to be run; a request made while it does not
-    // waits until it joins.
     void timeMinIs(double t);
     bool timeRequested() const { return requested_; }
     double timeMin() const { return time_; }
@@ -59,9 +54,7 @@ class Clock : public Entity {
   // The earliest requested time; meaningful only when not idle.
   double nextTime() const { return schedule_.begin()->first.first; }
 
-  // Runs, once each and in order of (time, request order), the notifiees due at `now` when the
-  // pass starts. A notifiee that asks again from inside onTime() runs on a later pass, never in
-  // this one. Returns how many ran.
+  // Returns how many ran.
   std::size_t runPass(double now) const;
 
  private:

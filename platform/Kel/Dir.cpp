@@ -4,11 +4,6 @@
 
 namespace Kel {
 
-Ptr<Entity> Dir::entity(const Name& name) const {
-  auto it = members_.find(name);
-  return it == members_.end() ? Ptr<Entity>() : it->second;
-}
-
 // Both take the name by value: a caller may pass a member's own key, which a removal (here or in a
 // handler) frees while the watchers still need it.
 void Dir::entityIs(Name name, const Ptr<Entity>& entity) {

@@ -5,12 +5,11 @@
 #include <map>
 
 #include "Kel/Entity.h"
-#include "Kel/NotifieeConstOf.h"
 
 namespace Kel {
 
 // A collection of named entities. Members are held by counted references and kept in name order.
-class Dir : public Entity {
+class Dir final : public EntityOf<Dir> {
  public:
   class NotifieeConst : public NotifieeConstOf<Dir> {
    public:
@@ -25,7 +24,6 @@ class Dir : public Entity {
   void nameIsFromBackup(const Name& name) override { name_ = name; }
   const char* fwkType() const override { return "Kel::Dir"; }
 
-  Ptr<Entity> entity(const Name& name) const;
   void entityIs(Name name, const Ptr<Entity>& entity);
   void entityDel(Name name);
   std::size_t entities() const { return members_.size(); }

@@ -1,5 +1,7 @@
 #include "Kel/EntityNotifiee.h"
 
+#include <algorithm>
+
 #include "Kel/Entity.h"
 
 namespace Kel {
@@ -9,71 +11,95 @@ EntityNotifiee::EntityNotifiee() {
 }
 
 EntityNotifiee::~EntityNotifiee() {
-  // A zombie was detached when it turned zombie; anyone else still listed leaves now.
-  if (notifier_ && inList_) {
-    Ptr<Entity const> hold = notifier_;
-    leave();
-  }
-  notifier_ = nullptr;
-}
-
-const Entity* EntityNotifiee::notifierCast(const PtrInterface* candidate) const {
-  return dynamic_cast<const Entity*>(candidate);
+  Ptr<Entity const> hold = notifier_;
+  listedIs(false);
 }
 
 void EntityNotifiee::notifierIs(const Ptr<PtrInterface const>& candidate) {
   const Entity* next = notifierCast(candidate.ptr());
   if (next == notifier_.ptr()) return;
   Ptr<Entity const> old = notifier_;
-  if (inList_) leave();
-  notifier_ = next;
-  if (isRegisteredNotifiee_ && !zombie()) join();
+  listedIs(false);
+  notifier_ = Ptr<Entity const>(next);
+  listedIs(isRegisteredNotifiee_ && !zombie());
 }
 
 void EntityNotifiee::isRegisteredNotifieeIs(bool registered) {
   if (registered == isRegisteredNotifiee_) return;
   isRegisteredNotifiee_ = registered;
-  if (!notifier_) return;
   Ptr<Entity const> hold = notifier_;
-  if (registered && !zombie()) {
-    join();
-  } else if (!registered) {
-    leave();
-  }
+  listedIs(registered && !zombie());
 }
 
 void EntityNotifiee::kelDoZombieReactors(bool zombie) {
   if (zombie == this->zombie()) return;
   zombieBitIs(zombie);
-  if (zombie) {
-    leave();
-  } else if (isRegisteredNotifiee_ && notifier_) {
-    join();
-  }
+  listedIs(isRegisteredNotifiee_ && !zombie);
 }
 
 void EntityNotifiee::maybeDelete() {
-  if (inList_) {
+  {
     Ptr<Entity const> hold = notifier_;
-    leave();
+    listedIs(false);
   }
   PtrInterface::maybeDelete();
 }
 
-void EntityNotifiee::join() {
-  if (inList_ || !notifier_) return;
-  NotifieeList* list = notifier_->notifieeList();
-  if (!list) return;
-  list->add(this);
-  inList_ = true;
-  notifieeListMembershipIs(true);
+void EntityNotifiee::listedIs(bool listed) {
+  NotifieeList* list = notifier_ ? notifier_->notifieeList() : nullptr;
+  if (listed == inList_ || !list) return;
+  inList_ = listed;
+  if (listed) {
+    list->add(this);
+  } else {
+    list->remove(this);
+  }
+  notifieeListMembershipIs(listed);
 }
 
-void EntityNotifiee::leave() {
-  if (!inList_) return;
-  inList_ = false;
-  if (NotifieeList* list = notifier_ ? notifier_->notifieeList() : nullptr) list->remove(this);
-  notifieeListMembershipIs(false);
+NotifieeList::~NotifieeList() {
+  removeAll();
+}
+
+bool NotifieeList::contains(const EntityNotifiee* notifiee) const {
+  return notifiee && std::find(entries_.begin(), entries_.end(), notifiee) != entries_.end();
+}
+
+void NotifieeList::add(EntityNotifiee* notifiee) {
+  if (!notifiee || contains(notifiee)) return;
+  entries_.push_back(notifiee);
+  ++live_;
+}
+
+void NotifieeList::remove(EntityNotifiee* notifiee) {
+  auto it = std::find(entries_.begin(), entries_.end(), notifiee);
+  if (!notifiee || it == entries_.end()) return;
+  --live_;
+  if (visiting_) {
+    *it = nullptr;
+    holes_ = true;
+  } else {
+    entries_.erase(it);
+  }
+}
+
+void NotifieeList::removeAll() {
+  for (EntityNotifiee*& n : entries_) {
+    if (!n) continue;
+    EntityNotifiee* gone = n;
+    n = nullptr;
+    --live_;
+    gone->inList_ = false;
+    gone->notifieeListMembershipIs(false);
+  }
+  holes_ = true;
+  if (!visiting_) compact();
+}
+
+void NotifieeList::compact() {
+  if (!holes_) return;
+  entries_.erase(std::remove(entries_.begin(), entries_.end(), nullptr), entries_.end());
+  holes_ = false;
 }
 
 }  // namespace Kel

@@ -19,7 +19,6 @@ class Exception : public std::exception {
     static IdBitArray bit(unsigned n) { return IdBitArray(std::uint32_t{1} << n); }
     std::uint32_t bits() const { return bits_; }
     bool test(unsigned n) const { return (bits_ >> n) & 1u; }
-    bool operator==(const IdBitArray&) const = default;
 
    private:
     explicit IdBitArray(std::uint32_t bits) : bits_(bits) {}

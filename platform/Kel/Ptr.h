@@ -9,8 +9,7 @@
 
 namespace Kel {
 
-// A strong, intrusive pointer: the count lives in the object (see PtrInterface), so a raw pointer
-// to a live object can always be turned back into a counted one.
+// A strong, intrusive pointer: the count lives in the object (see PtrInterface).
 template <class T>
 class Ptr {
  public:
@@ -18,44 +17,46 @@ class Ptr {
 
   Ptr() = default;
   Ptr(std::nullptr_t) {}
-  Ptr(T* raw) : raw_(raw) { acquire(); }
-  Ptr(const Ptr& other) : raw_(other.raw_) { acquire(); }
+  // Explicit: a raw pointer turned into a Ptr by accident, and dropped, would release a reference
+  // nobody took.
+  explicit Ptr(T* raw) : raw_(raw) { acquire(); }
+  Ptr(const Ptr& other) : Ptr(other.raw_) {}
   Ptr(Ptr&& other) noexcept : raw_(std::exchange(other.raw_, nullptr)) {}
   template <class U, class = std::enable_if_t<std::is_convertible_v<U*, T*>>>
-  Ptr(const Ptr<U>& other) : raw_(other.ptr()) {
-    acquire();
-  }
+  Ptr(const Ptr<U>& other) : Ptr(other.ptr()) {}
   ~Ptr() { release(raw_); }
 
   Ptr& operator=(const Ptr& other) { return reset(other.raw_); }
   Ptr& operator=(Ptr&& other) noexcept {
-    T* old = std::exchange(raw_, std::exchange(other.raw_, nullptr));
-    release(old);
+    release(std::exchange(raw_, std::exchange(other.raw_, nullptr)));
     return *this;
   }
-  Ptr& operator=(T* raw) { return reset(raw); }
   Ptr& operator=(std::nullptr_t) { return reset(nullptr); }
+
+  // Takes over the reference an object is built with (see allocate) without counting again.
+  static Ptr adopt(T* raw) {
+    Ptr p;
+    p.raw_ = raw;
+    return p;
+  }
 
   T* ptr() const { return raw_; }
   T* operator->() const { return checked(); }
   T& operator*() const { return *checked(); }
   explicit operator bool() const { return raw_ != nullptr; }
-  bool operator!() const { return raw_ == nullptr; }
 
   template <class U>
   bool operator==(const Ptr<U>& other) const {
     return raw_ == other.ptr();
   }
   bool operator==(const T* raw) const { return raw_ == raw; }
-  bool operator==(std::nullptr_t) const { return raw_ == nullptr; }
 
  private:
-  // Take the new reference before dropping the old: assigning a pointer to itself, or to an object
-  // only the old value kept alive, must not destroy it on the way.
+  // The new reference is taken before the old one goes: assigning a pointer to itself, or to an
+  // object only the old value kept alive, must not destroy it on the way.
   Ptr& reset(T* raw) {
     if (raw) raw->newRef();
-    T* old = std::exchange(raw_, raw);
-    release(old);
+    release(std::exchange(raw_, raw));
     return *this;
   }
   void acquire() const {

@@ -1,9 +1,10 @@
 #include "Kel/PtrInterface.h"
 
+#include <atomic>
 #include <new>
 #include <typeinfo>
 
-#include "Kel/AllocTracker.h"
+#include "Kel/Allocate.h"
 
 namespace Kel {
 
@@ -13,6 +14,7 @@ namespace {
 std::atomic_ref<std::uint32_t> atomicWord(std::uint32_t& word) {
   return std::atomic_ref<std::uint32_t>(word);
 }
+std::atomic<AllocTracker::Recorder*> recorder{nullptr};
 }  // namespace
 
 std::uint32_t PtrInterface::word() const {
@@ -30,14 +32,15 @@ void PtrInterface::newRef() const {
   }
 }
 
-void PtrInterface::deleteRef() const {
-  std::uint32_t after;
+std::uint32_t PtrInterface::decrement() const {
   if (VFPtrInterface::enableThreadSafePointers) {
-    after = atomicWord(referenceWord_).fetch_sub(1, std::memory_order_acq_rel) - 1;
-  } else {
-    after = --referenceWord_;
+    return atomicWord(referenceWord_).fetch_sub(1, std::memory_order_acq_rel) - 1;
   }
-  if ((after & kCountMask) == 0) handleZeroRef();
+  return --referenceWord_;
+}
+
+void PtrInterface::deleteRef() const {
+  if ((decrement() & kCountMask) == 0) handleZeroRef();
 }
 
 void PtrInterface::handleZeroRef() const {
@@ -46,26 +49,19 @@ void PtrInterface::handleZeroRef() const {
   // pointer to us must not start a second disposal, and one that keeps a pointer revives us.
   newRef();
   self->zeroReferencesIs(true);
-  std::uint32_t after;
-  if (VFPtrInterface::enableThreadSafePointers) {
-    after = atomicWord(referenceWord_).fetch_sub(1, std::memory_order_acq_rel) - 1;
-  } else {
-    after = --referenceWord_;
-  }
-  if ((after & kCountMask) == 0) self->maybeDelete();
+  if ((decrement() & kCountMask) == 0) self->maybeDelete();
 }
 
+// The memory came from kelMemAlloc and goes back to it, whatever the object's size.
 void PtrInterface::maybeDelete() {
   AllocTracker::trackDeallocation(typeid(*this));
-  delete this;
+  void* memory = dynamic_cast<void*>(this);
+  this->~PtrInterface();
+  kelMemFree(memory);
 }
 
 void PtrInterface::hasNotificationActiveIs(bool active) {
   flagBitIs(kNotificationActiveBit, active);
-}
-
-void PtrInterface::zombieBitIs(bool zombie) {
-  flagBitIs(kZombieBit, zombie);
 }
 
 void PtrInterface::flagBitIs(std::uint32_t bit, bool set) {
@@ -80,6 +76,18 @@ void PtrInterface::flagBitIs(std::uint32_t bit, bool set) {
   } else {
     referenceWord_ &= ~bit;
   }
+}
+
+void AllocTracker::recorderIs(Recorder* r) {
+  recorder.store(r, std::memory_order_release);
+}
+
+void AllocTracker::trackAllocation(const std::type_info& type, std::size_t size) {
+  if (Recorder* r = recorder.load(std::memory_order_acquire)) r->allocated(type, size);
+}
+
+void AllocTracker::trackDeallocation(const std::type_info& type) {
+  if (Recorder* r = recorder.load(std::memory_order_acquire)) r->released(type);
 }
 
 void* PtrInterface::kelMemAlloc(std::size_t size) {

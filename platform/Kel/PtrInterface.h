@@ -1,29 +1,23 @@
 #ifndef KEL_PTRINTERFACE_H
 #define KEL_PTRINTERFACE_H
 
-#include <atomic>
 #include <cstddef>
 #include <cstdint>
 
 namespace Kel {
 
 // Switches every reference-count change between atomic read-modify-write and plain arithmetic.
-// Set it before a second thread touches shared objects; flipping it while counts are changing
-// concurrently is a data race by construction.
 struct VFPtrInterface {
   static bool enableThreadSafePointers;
 };
 
-// The base of every reference-counted object. The object carries one 32-bit word: the count lives
-// under kCountMask, bit 29 is the notification-active flag and bit 31 the zombie flag, so flags and
-// count change together without a second word.
+// The base of every reference-counted object; Kel.h states the reference word's contract.
 class PtrInterface {
  public:
   static constexpr std::uint32_t kCountMask = 0x5FFFFFFFu;
   static constexpr std::uint32_t kNotificationActiveBit = 0x20000000u;
   static constexpr std::uint32_t kZombieBit = 0x80000000u;
 
-  PtrInterface() = default;
   PtrInterface(const PtrInterface&) = delete;
   PtrInterface& operator=(const PtrInterface&) = delete;
 
@@ -46,13 +40,18 @@ class PtrInterface {
   static void kelMemFree(void* memory);
 
  protected:
+  // An object is born holding one reference, which allocate hands to its result: a Ptr to the
+  // object taken and dropped while it is being built must not bring its count to zero.
+  PtrInterface() = default;
   virtual ~PtrInterface() = default;
-  void zombieBitIs(bool zombie);
+  void zombieBitIs(bool zombie) { flagBitIs(kZombieBit, zombie); }
   void flagBitIs(std::uint32_t bit, bool set);
 
  private:
   std::uint32_t word() const;
-  mutable std::uint32_t referenceWord_ = 0;
+  // Returns the word after the decrement.
+  std::uint32_t decrement() const;
+  mutable std::uint32_t referenceWord_ = 1;
 };
 
 }  // namespace Kel

@@ -8,42 +8,18 @@
 #include <typeinfo>
 #include <vector>
 
-#include "Kel/AllocTracker.h"
+#include "Kel/Allocate.h"
 
 namespace Kel {
 
-// Characters live right after the header, in one block, so a string costs one allocation.
-class String::Payload : public PtrInterface {
- public:
-  static Payload* make(const char* data, std::size_t length) {
-    AllocTracker::trackAllocation(typeid(Payload), sizeof(Payload) + length + 1);
-    void* memory = kelMemAlloc(sizeof(Payload) + length + 1);
-    auto* p = new (memory) Payload(length);
-    if (length) std::memcpy(p->chars(), data, length);
-    p->chars()[length] = '\0';
-    return p;
-  }
-  char* chars() { return reinterpret_cast<char*>(this + 1); }
-  std::size_t length() const { return length_; }
-
-  // Released directly: strings have no notifiees to tell.
-  void maybeDelete() override {
-    AllocTracker::trackDeallocation(typeid(Payload));
-    this->~Payload();
-    kelMemFree(this);
-  }
-
- private:
-  explicit Payload(std::size_t length) : length_(length) {}
-  std::size_t length_;
-};
-
-String::String() = default;
-String::String(const String& other) = default;
-String::String(String&& other) noexcept = default;
-String& String::operator=(const String& other) = default;
-String& String::operator=(String&& other) noexcept = default;
-String::~String() = default;
+Ptr<String::Payload> String::Payload::make(const char* data, std::size_t length) {
+  AllocTracker::trackAllocation(typeid(Payload), sizeof(Payload) + length + 1);
+  void* memory = kelMemAlloc(sizeof(Payload) + length + 1);
+  auto* p = new (memory) Payload(length);
+  if (length) std::memcpy(p->chars(), data, length);
+  p->chars()[length] = '\0';
+  return Ptr<Payload>::adopt(p);
+}
 
 String::String(const char* text) : String(text, text ? std::strlen(text) : 0) {}
 
@@ -72,10 +48,6 @@ std::uint32_t String::hash() const {
   std::uint32_t h = 2166136261u;
   for (char c : view()) h = (h ^ static_cast<unsigned char>(c)) * 16777619u;
   return h;
-}
-
-std::uint32_t String::payloadReferences() const {
-  return payload_ ? payload_->references() : 0;
 }
 
 std::ostream& operator<<(std::ostream& out, const String& text) {

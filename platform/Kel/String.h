@@ -18,16 +18,10 @@ class String {
  public:
   using IteratorConst = const char*;
 
-  String();
-  String(const String& other);
-  String(String&& other) noexcept;
-  String& operator=(const String& other);
-  String& operator=(String&& other) noexcept;
-  ~String();
+  String() = default;
   String(const char* text);
   String(const char* data, std::size_t length);
   String(const std::string& text) : String(text.data(), text.size()) {}
-  String(std::string_view text) : String(text.data(), text.size()) {}
 
   const char* charPtr() const;
   std::string stdString() const { return std::string(charPtr(), size()); }
@@ -43,11 +37,18 @@ class String {
   bool operator<(const String& other) const { return view() < other.view(); }
   std::uint32_t hash() const;
 
-  // The payload's reference count, for tests that check sharing.
-  std::uint32_t payloadReferences() const;
-
  private:
-  class Payload;
+  // The characters live right after the payload, in one block: a string costs one allocation.
+  class Payload : public PtrInterface {
+   public:
+    static Ptr<Payload> make(const char* data, std::size_t length);
+    char* chars() { return reinterpret_cast<char*>(this + 1); }
+    std::size_t length() const { return length_; }
+
+   private:
+    explicit Payload(std::size_t length) : length_(length) {}
+    std::size_t length_;
+  };
   Ptr<Payload> payload_;
 };
 

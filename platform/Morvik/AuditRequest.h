@@ -1,16 +1,15 @@
 #ifndef MORVIK_AUDITREQUEST_H
 #define MORVIK_AUDITREQUEST_H
 
-#include "Kel/NotifieeConstOf.h"
-#include "Kel/Types.h"
-#include "Morvik/OrderedCollection.h"
+#include <map>
+
 #include "Morvik/Record.h"
 
 namespace Morvik {
 
 // The active side's half of the audit handshake: its checksum of one cycle and the trigger that
 // asks the standby to check its copy.
-class AuditRequest : public Record {
+class AuditRequest final : public Record<AuditRequest> {
  public:
   class NotifieeConst : public Kel::NotifieeConstOf<AuditRequest> {
    public:
@@ -25,10 +24,9 @@ class AuditRequest : public Record {
     virtual void onAuditMapkelImmediate() {}
     virtual void onAuditMap() {}
   };
-  class Notifiee : public NotifieeConst {};
 
   // Byte offset from the start of the local mirrored memory -> length of the range to checksum.
-  using AuditMap = OrderedCollection<U64, U64>;
+  using AuditMap = std::map<U64, U64>;
 
   explicit AuditRequest(const Kel::Name& name) : Record(name) {}
 
@@ -43,8 +41,6 @@ class AuditRequest : public Record {
   bool auditMapEnabled() const { return auditMapEnabled_; }
   // In ascending offset order.
   const AuditMap& auditMap() const { return auditMap_; }
-  // 0 when there is no range at that offset.
-  U64 auditMap(const U64& byteOffset) const { return auditMap_[byteOffset]; }
 
   void activeChecksumIs(const U64& value) {
     attributeIs(activeChecksum_, value, &NotifieeConst::onActiveChecksum);
@@ -62,16 +58,23 @@ class AuditRequest : public Record {
   void auditErrorsFixedIs(U32 value) {
     attributeIs(auditErrorsFixed_, value, &NotifieeConst::onAuditErrorsFixed);
   }
-  // The counters wrap at 2^32 and return their new value.
-  U32 requestIdInc(U32 delta);
-  U32 auditTriggerInc(U32 delta);
-  U32 auditErrorsFixedInc(U32 delta);
+  U32 requestIdInc(U32 delta) { return counterInc(requestId_, delta, &NotifieeConst::onRequestId); }
+  U32 auditTriggerInc(U32 delta) {
+    return counterInc(auditTrigger_, delta, &NotifieeConst::onAuditTrigger);
+  }
+  U32 auditErrorsFixedInc(U32 delta) {
+    return counterInc(auditErrorsFixed_, delta, &NotifieeConst::onAuditErrorsFixed);
+  }
   void auditMapEnabledIs(bool value) {
     attributeIs(auditMapEnabled_, value, &NotifieeConst::onAuditMapEnabled);
   }
-  void auditMapIs(const U64& byteOffset, const U64& length);
-  void auditMapDel(const U64& byteOffset);
-  void auditMapDelAll();
+  void auditMapIs(const U64& byteOffset, const U64& length) {
+    memberIs(auditMap_, byteOffset, length, &NotifieeConst::onAuditMap);
+  }
+  void auditMapDel(const U64& byteOffset) {
+    memberDel(auditMap_, byteOffset, &NotifieeConst::onAuditMap);
+  }
+  void auditMapDelAll() { membersDelAll(auditMap_, &NotifieeConst::onAuditMap); }
 
  private:
   U64 activeChecksum_ = 0;

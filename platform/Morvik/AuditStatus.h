@@ -1,14 +1,12 @@
 #ifndef MORVIK_AUDITSTATUS_H
 #define MORVIK_AUDITSTATUS_H
 
-#include "Kel/NotifieeConstOf.h"
-#include "Kel/Types.h"
 #include "Morvik/Record.h"
 
 namespace Morvik {
 
 // The standby's half of the audit handshake: its verdict on the last request it answered.
-class AuditStatus : public Record {
+class AuditStatus final : public Record<AuditStatus> {
  public:
   class NotifieeConst : public Kel::NotifieeConstOf<AuditStatus> {
    public:
@@ -17,7 +15,6 @@ class AuditStatus : public Record {
     virtual void onResultId() {}
     virtual void onResyncTrigger() {}
   };
-  class Notifiee : public NotifieeConst {};
 
   explicit AuditStatus(const Kel::Name& name) : Record(name) {}
 
@@ -39,10 +36,8 @@ class AuditStatus : public Record {
   void resyncTriggerIs(U32 value) {
     attributeIs(resyncTrigger_, value, &NotifieeConst::onResyncTrigger);
   }
-  // Wraps at 2^32; returns the new value.
   U32 resyncTriggerInc(U32 delta) {
-    resyncTriggerIs(resyncTrigger_ + delta);
-    return resyncTrigger_;
+    return counterInc(resyncTrigger_, delta, &NotifieeConst::onResyncTrigger);
   }
 
  private:

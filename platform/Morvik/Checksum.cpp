@@ -4,6 +4,7 @@
 
 #include <xxhash.h>
 
+#include "Morvik/AuditRequest.h"
 #include "Morvik/Manifest.h"
 
 namespace Morvik {
@@ -15,6 +16,15 @@ U64 addToChecksum(U64 checksum, U64 address, U32 length) {
   return XXH3_64bits_withSeed(bytes, length, checksum);
 }
 
+U64 auditChecksum(const AuditRequest& request, U64 base, U32 size) {
+  if (!request.auditMapEnabled()) return addToChecksum(0, base, size);
+  U64 checksum = 0;
+  for (const auto& [offset, length] : request.auditMap()) {
+    checksum = addToChecksum(checksum, base + offset, static_cast<U32>(length));
+  }
+  return checksum;
+}
+
 U64 twosComplement(U64 value) {
   return ~value + 1;
 }
@@ -23,10 +33,6 @@ U32 morvikSummer(const Manifest& manifest) {
   U32 total = 0;
   for (const auto& member : manifest.manifest()) total += static_cast<U32>(member.second->size());
   return total;
-}
-
-U32 morvikSummer(const Kel::Ptr<Manifest const>& manifest) {
-  return manifest ? morvikSummer(*manifest) : 0;
 }
 
 }  // namespace Morvik

@@ -1,21 +1,18 @@
 #ifndef MORVIK_FEATUREMANIFEST_H
 #define MORVIK_FEATUREMANIFEST_H
 
-#include "Kel/NotifieeConstOf.h"
-#include "Kel/Types.h"
 #include "Morvik/Record.h"
 
 namespace Morvik {
 
 // One feature's share of the mirrored memory; the record's name is the feature's name.
-class FeatureManifest : public Record {
+class FeatureManifest final : public Record<FeatureManifest> {
  public:
   class NotifieeConst : public Kel::NotifieeConstOf<FeatureManifest> {
    public:
     virtual void onSize() {}
     virtual void onByteOffset() {}
   };
-  class Notifiee : public NotifieeConst {};
 
   explicit FeatureManifest(const Kel::Name& name, U64 size = 0, U64 byteOffset = 0)
       : Record(name), size_(size), byteOffset_(byteOffset) {}

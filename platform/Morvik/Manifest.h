@@ -1,19 +1,18 @@
 #ifndef MORVIK_MANIFEST_H
 #define MORVIK_MANIFEST_H
 
+#include <map>
+
 #include "Kel/Name.h"
-#include "Kel/NotifieeConstOf.h"
 #include "Kel/Ptr.h"
-#include "Kel/Types.h"
 #include "Morvik/FeatureManifest.h"
-#include "Morvik/OrderedCollection.h"
 #include "Morvik/Record.h"
 #include "Morvik/Region.h"
 
 namespace Morvik {
 
 // The layout of the mirrored memory: every feature's range, and where the whole lies on this card.
-class Manifest : public Record {
+class Manifest final : public Record<Manifest> {
  public:
   class NotifieeConst : public Kel::NotifieeConstOf<Manifest> {
    public:
@@ -24,9 +23,8 @@ class Manifest : public Record {
     virtual void onLocalMemory() {}
     virtual void onPlatform() {}
   };
-  class Notifiee : public NotifieeConst {};
 
-  using FeatureManifests = OrderedCollection<Kel::Name, Kel::Ptr<FeatureManifest>>;
+  using FeatureManifests = std::map<Kel::Name, Kel::Ptr<FeatureManifest>>;
 
   explicit Manifest(const Kel::Name& name) : Record(name) {}
 
@@ -35,15 +33,21 @@ class Manifest : public Record {
   // In name order.
   const FeatureManifests& manifest() const { return manifest_; }
   // Null when the feature has no entry.
-  Kel::Ptr<FeatureManifest> manifest(const Kel::Name& name) const { return manifest_[name]; }
+  Kel::Ptr<FeatureManifest> manifest(const Kel::Name& name) const {
+    return member(manifest_, name);
+  }
   U8 fixedSystem() const { return fixedSystem_; }
   const Kel::Ptr<Region const>& localMemory() const { return localMemory_; }
   U32 platform() const { return platform_; }
 
   // A null entry removes the feature.
-  void manifestIs(const Kel::Name& name, const Kel::Ptr<FeatureManifest>& entry);
-  void manifestDel(const Kel::Name& name);
-  void manifestDelAll();
+  void manifestIs(const Kel::Name& name, const Kel::Ptr<FeatureManifest>& entry) {
+    if (!entry) return manifestDel(name);
+    memberIs(manifest_, name, entry, &NotifieeConst::onManifest);
+  }
+  void manifestDel(const Kel::Name& name) {
+    memberDel(manifest_, name, &NotifieeConst::onManifest);
+  }
   void fixedSystemIs(U8 value) { attributeIs(fixedSystem_, value, &NotifieeConst::onFixedSystem); }
   void localMemoryIs(const Kel::Ptr<Region const>& value) {
     attributeIs(localMemory_, value, &NotifieeConst::onLocalMemory);

@@ -7,21 +7,27 @@
 
 namespace Morvik {
 
-// A 64-bit physical address. It converts to and from U64 freely so that offsets add to it like to
-// any number; it exists as a type of its own for its trace form.
-class PhysicalAddress {
+// An address that converts to and from its integer freely, so that offsets add to it like to any
+// number; it is a type of its own for its trace form.
+template <class Integer, class Space>
+class AddressOf {
  public:
-  constexpr PhysicalAddress() = default;
-  constexpr PhysicalAddress(U64 value) : value_(value) {}
-  constexpr operator U64() const { return value_; }
-  constexpr U64 value() const { return value_; }
+  constexpr AddressOf() = default;
+  constexpr AddressOf(Integer value) : value_(value) {}
+  constexpr operator Integer() const { return value_; }
+  constexpr Integer value() const { return value_; }
 
  private:
-  U64 value_ = 0;
+  Integer value_ = 0;
 };
+
+// A 64-bit physical address, and the 32-bit bus address a device sees.
+using PhysicalAddress = AddressOf<U64, struct PhysicalSpace>;
+using DmaAddress = AddressOf<U32, struct DmaSpace>;
 
 // Lower-case hex with a "0x" prefix ("0x1f000"); the stream's own flags are left alone.
 std::ostream& operator<<(std::ostream& out, PhysicalAddress address);
+std::ostream& operator<<(std::ostream& out, DmaAddress address);
 
 }  // namespace Morvik
 

@@ -1,16 +1,14 @@
 #ifndef MORVIK_REGION_H
 #define MORVIK_REGION_H
 
-#include "Kel/NotifieeConstOf.h"
 #include "Kel/String.h"
-#include "Kel/Types.h"
 #include "Morvik/PhysicalAddress.h"
 #include "Morvik/Record.h"
 
 namespace Morvik {
 
 // One physical memory range and the file through which it is mapped.
-class Region : public Record {
+class Region final : public Record<Region> {
  public:
   class NotifieeConst : public Kel::NotifieeConstOf<Region> {
    public:
@@ -19,7 +17,6 @@ class Region : public Record {
     virtual void onVersion() {}
     virtual void onMapFile() {}
   };
-  class Notifiee : public NotifieeConst {};
 
   explicit Region(const Kel::Name& name, PhysicalAddress addr = {}, U32 size = 0, U32 version = 0,
                   const Kel::String& mapFile = {})

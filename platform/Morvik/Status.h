@@ -1,12 +1,11 @@
 #ifndef MORVIK_STATUS_H
 #define MORVIK_STATUS_H
 
-#include "Kel/NotifieeConstOf.h"
+#include <map>
+
 #include "Kel/Ptr.h"
 #include "Kel/String.h"
-#include "Kel/Types.h"
 #include "Morvik/ActiveSupeType.h"
-#include "Morvik/OrderedCollection.h"
 #include "Morvik/PhysicalAddress.h"
 #include "Morvik/Record.h"
 #include "Morvik/Region.h"
@@ -14,7 +13,7 @@
 namespace Morvik {
 
 // This supervisor's role and what is known of the peer's mirrored memory.
-class Status : public Record {
+class Status final : public Record<Status> {
  public:
   class NotifieeConst : public Kel::NotifieeConstOf<Status> {
    public:
@@ -28,17 +27,14 @@ class Status : public Record {
     virtual void onFeatureAuditTrigger() {}
     virtual void onActiveSupe() {}
   };
-  class Notifiee : public NotifieeConst {};
 
-  using PciAddresses = OrderedCollection<Kel::String, Kel::String>;
+  using PciAddresses = std::map<Kel::String, Kel::String>;
 
   explicit Status(const Kel::Name& name) : Record(name) {}
 
   const char* fwkType() const override { return "Morvik::Status"; }
 
   const PciAddresses& pciAddress() const { return pciAddress_; }
-  // Empty when the card has no entry.
-  Kel::String pciAddress(const Kel::String& card) const { return pciAddress_[card]; }
   const Kel::Ptr<Region const>& remoteMemory() const { return remoteMemory_; }
   U32 localMemoryVersion() const { return localMemoryVersion_; }
   U32 morvikMemReqId() const { return morvikMemReqId_; }
@@ -46,9 +42,12 @@ class Status : public Record {
   U32 featureAuditTrigger() const { return featureAuditTrigger_; }
   ActiveSupeType activeSupe() const { return activeSupe_; }
 
-  void pciAddressIs(const Kel::String& card, const Kel::String& address);
-  void pciAddressDel(const Kel::String& card);
-  void pciAddressDelAll();
+  void pciAddressIs(const Kel::String& card, const Kel::String& address) {
+    memberIs(pciAddress_, card, address, &NotifieeConst::onPciAddress);
+  }
+  void pciAddressDel(const Kel::String& card) {
+    memberDel(pciAddress_, card, &NotifieeConst::onPciAddress);
+  }
   void remoteMemoryIs(const Kel::Ptr<Region const>& value) {
     attributeIs(remoteMemory_, value, &NotifieeConst::onRemoteMemory);
   }
@@ -64,8 +63,6 @@ class Status : public Record {
   void featureAuditTriggerIs(U32 value) {
     attributeIs(featureAuditTrigger_, value, &NotifieeConst::onFeatureAuditTrigger);
   }
-  // Wraps at 2^32; returns the new value.
-  U32 featureAuditTriggerInc(U32 delta);
   void activeSupeIs(ActiveSupeType value) {
     attributeIs(activeSupe_, value, &NotifieeConst::onActiveSupe);
   }

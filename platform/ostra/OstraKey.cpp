@@ -3,11 +3,27 @@
 #include <cstdint>
 #include <cstdlib>
 
-#include "ostra/OstraHash.h"
-
 namespace ostra {
 
 namespace {
+
+constexpr std::size_t kMaxKeyBytes = 65536;
+// Well short of NAME_MAX, which shm_open counts after dropping the leading '/'.
+constexpr std::size_t kMaxObjectNameBytes = 200;
+constexpr std::uint64_t kFnvBasis = 0xcbf29ce484222325ull;
+constexpr std::uint64_t kPhysicalBase = 1ull << 32;
+constexpr std::uint64_t kLongestRegionBytes = 1ull << 32;
+constexpr std::uint64_t kPhysicalLimit = 1ull << 40;
+constexpr std::uint64_t kPhysicalSlotBytes = 1ull << 16;
+
+// FNV-1a: stable across processes, builds and runs, which std::hash does not promise.
+constexpr std::uint64_t fnv1a(std::string_view text, std::uint64_t hash = kFnvBasis) {
+  for (unsigned char byte : text) {
+    hash ^= byte;
+    hash *= 0x100000001b3ull;
+  }
+  return hash;
+}
 
 constexpr char kHexDigits[] = "0123456789abcdef";
 constexpr std::string_view kPrefix = "/ostra.";
@@ -66,6 +82,12 @@ std::optional<RegionKey> currentKey(const char* name) {
   if (key.vmid.size() + key.name.size() > kMaxKeyBytes) return std::nullopt;
   key.objectName = objectNameFor(key.vmid, key.name);
   return key;
+}
+
+std::uint64_t physicalAddressFor(std::string_view name) {
+  constexpr std::uint64_t slots =
+      (kPhysicalLimit - kLongestRegionBytes - kPhysicalBase) / kPhysicalSlotBytes;
+  return kPhysicalBase + fnv1a(name) % slots * kPhysicalSlotBytes;
 }
 
 }  // namespace ostra

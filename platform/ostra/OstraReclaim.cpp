@@ -9,7 +9,6 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <optional>
 
 #include "ostra/OstraFd.h"
@@ -19,11 +18,6 @@
 namespace ostra {
 
 namespace {
-
-std::string procFile(pid_t pid, const char* file) {
-  std::ifstream in("/proc/" + std::to_string(pid) + "/" + file);
-  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
 
 bool alive(std::uint64_t pid, std::uint64_t start) {
   return pid != 0 && start != 0 && processStart(static_cast<pid_t>(pid)) == start;
@@ -72,12 +66,6 @@ std::uint64_t processStart(pid_t pid) {
   const char* field = std::strrchr(stat, ')');
   for (int i = 2; field != nullptr && i < 22; ++i) field = std::strchr(field + 1, ' ');
   return field != nullptr ? std::strtoull(field + 1, nullptr, 10) : 0;
-}
-
-std::string processName(pid_t pid) {
-  std::string name = procFile(pid, "comm");
-  while (!name.empty() && name.back() == '\n') name.pop_back();
-  return name;
 }
 
 pid_t reclaimRegion(std::string_view vmid, std::string_view name) {

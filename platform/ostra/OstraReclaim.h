@@ -4,7 +4,6 @@
 #include <sys/types.h>
 
 #include <cstdint>
-#include <string>
 #include <string_view>
 
 namespace ostra {
@@ -23,9 +22,6 @@ pid_t reclaimRegion(const char* name);
 
 // When process `pid` started, in clock ticks since boot; 0 when it does not exist.
 std::uint64_t processStart(pid_t pid);
-
-// The command name of process `pid` ("morvik_sim"), empty when it cannot be read.
-std::string processName(pid_t pid);
 
 }  // namespace ostra
 

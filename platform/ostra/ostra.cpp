@@ -2,12 +2,33 @@
 
 #include <sys/mman.h>
 
+#include <map>
+#include <mutex>
+#include <string>
+
 #include "ostra/OstraKey.h"
-#include "ostra/OstraMappings.h"
-#include "ostra/OstraPages.h"
 #include "ostra/OstraRegion.h"
 
 namespace {
+
+// The process's live ostra_map results, so that an unmap can be checked before it touches memory.
+struct Mapping {
+  std::string objectName;
+  std::uint32_t length;
+  void* base;  // the page-aligned start that mmap returned
+  std::size_t mappedBytes;
+};
+
+struct Mappings {
+  std::mutex mutex;
+  std::map<std::uintptr_t, Mapping> byAddress;
+};
+
+Mappings& mappings() {
+  // Never destroyed: a thread may still unmap while the process exits.
+  static Mappings* const live = new Mappings;
+  return *live;
+}
 
 std::uintptr_t mapRange(const ostra::RegionKey& key, const ostra::Region& region, bool writable,
                         std::uint32_t byteOffset, std::uint32_t length) {
@@ -18,8 +39,23 @@ std::uintptr_t mapRange(const ostra::RegionKey& key, const ostra::Region& region
   void* base = mmap(nullptr, mappedBytes, prot, MAP_SHARED, region.fd(), fileOffset);
   if (base == MAP_FAILED) return 0;
   const auto addr = reinterpret_cast<std::uintptr_t>(base) + (byteOffset - firstPage);
-  ostra::MappingRegistry::instance().add(addr, {key.objectName, length, base, mappedBytes});
+  const std::lock_guard lock(mappings().mutex);
+  mappings().byAddress.insert_or_assign(addr, Mapping{key.objectName, length, base, mappedBytes});
   return addr;
+}
+
+// Unmaps and forgets the mapping at `addr` if it was made for `objectName` and `length`.
+bool unmapRange(const std::string& objectName, std::uintptr_t addr, std::uint32_t length) {
+  // munmap happens under the lock: once it returns, mmap may hand the same address to another
+  // thread, whose entry must not come before our erase.
+  const std::lock_guard lock(mappings().mutex);
+  const auto found = mappings().byAddress.find(addr);
+  if (found == mappings().byAddress.end()) return false;
+  const Mapping& mapping = found->second;
+  if (mapping.objectName != objectName || mapping.length != length) return false;
+  if (munmap(mapping.base, mapping.mappedBytes) != 0) return false;
+  mappings().byAddress.erase(found);
+  return true;
 }
 
 }  // namespace
@@ -37,8 +73,7 @@ uintptr_t ostra_map(const char* name, int writable, uint32_t byteOffset, uint32_
 
 int ostra_unmap(const char* name, uintptr_t addr, uint32_t length) {
   const auto key = ostra::currentKey(name);
-  if (!key) return -1;
-  return ostra::MappingRegistry::instance().remove(key->objectName, addr, length) ? 0 : -1;
+  return key && unmapRange(key->objectName, addr, length) ? 0 : -1;
 }
 
 uint64_t ostra_alloc_func(const char* name, uint32_t length, const char* owner) {

@@ -12,6 +12,7 @@
 #include "MemoryWatcher.h"
 #include "Monitor.h"
 #include "Sampler.h"
+#include "support/Loop.h"
 
 namespace MorvikSim {
 namespace {
@@ -22,7 +23,7 @@ class SimFreshness : public ::testing::Test {
   SimFreshness() { chassis_.buildMachines(); }
 
   Freshness measureAt(double t) {
-    Kel::activityManager()->runUntil(t);
+    KelTest::runUntil(t);
     return freshness_.measure(chassis_, tracker_, t);
   }
   void write(U32 offset, U32 size) {

@@ -10,7 +10,6 @@
 #include <stdexcept>
 
 #include "Kel/ActivityManager.h"
-#include "Kel/AllocTracker.h"
 #include "Kel/Allocate.h"
 #include "Kel/System.h"
 #include "Morvik/FeatureManifest.h"
@@ -18,6 +17,8 @@
 #include "MorvikLib/Trace.h"
 #include "ostra/OstraReclaim.h"
 #include "ostra/ostra.h"
+#include "support/AllocCounts.h"
+#include "support/Loop.h"
 
 namespace MorvikTest {
 
@@ -51,7 +52,7 @@ Chassis::Chassis(Options options) : options_(std::move(options)) {
   Kel::activityManager();
   MorvikLib::traceHandle();
   MorvikLib::checksumErrorLog();
-  liveAtStart_ = Kel::AllocTracker::totalLive();
+  liveAtStart_ = KelTest::totalLive();
   freeOrphanRegions();
   wasVirtual_ = Kel::System::virtualTime();
   Kel::System::virtualTimeIs(true, options_.start);
@@ -85,7 +86,7 @@ Chassis::~Chassis() {
   manifest_ = nullptr;
   for (auto it = savedEnv_.rbegin(); it != savedEnv_.rend(); ++it)
     setOrUnset(it->first.c_str(), it->second ? it->second->c_str() : nullptr);
-  EXPECT_EQ(Kel::AllocTracker::totalLive(), liveAtStart_) << "tracked objects leaked";
+  EXPECT_EQ(KelTest::totalLive(), liveAtStart_) << "tracked objects leaked";
   EXPECT_TRUE(Kel::activityManager()->clock()->idle()) << "a clock request outlived the chassis";
   if (!wasVirtual_) Kel::System::virtualTimeIs(false);
   freeOrphanRegions();
@@ -126,8 +127,10 @@ void Chassis::remoteMemoryIs(bool known) {
 }
 
 Kel::Ptr<Morvik::AuditRequest> Chassis::auditRequest(std::size_t i) const {
-  return auditRequests_ ? Kel::ptr_cast<Morvik::AuditRequest>(auditRequests_->entity(auditName(i)))
-                        : nullptr;
+  if (!auditRequests_) return nullptr;
+  auto it = auditRequests_->members().find(auditName(i));
+  return it == auditRequests_->members().end() ? nullptr
+                                               : Kel::ptr_cast<Morvik::AuditRequest>(it->second);
 }
 
 void Chassis::buildMachines() {
@@ -159,7 +162,7 @@ std::size_t Chassis::runUntilRest() {
 }
 
 void Chassis::runUntil(double time) {
-  Kel::activityManager()->runUntil(time);
+  KelTest::runUntil(time);
 }
 
 void Chassis::envIs(const char* name, const char* value) {

@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-#include "Kel/AllocTracker.h"
+#include "support/AllocCounts.h"
 
 namespace KelTest {
 
@@ -13,9 +13,9 @@ namespace KelTest {
 // made after the derived fixture's members, so objects held by fixture members count too.
 class LeakCheckedTest : public ::testing::Test {
  protected:
-  LeakCheckedTest() : liveAtStart_(Kel::AllocTracker::totalLive()) {}
+  LeakCheckedTest() : liveAtStart_(KelTest::totalLive()) {}
   ~LeakCheckedTest() override {
-    EXPECT_EQ(Kel::AllocTracker::totalLive(), liveAtStart_) << "tracked objects leaked";
+    EXPECT_EQ(KelTest::totalLive(), liveAtStart_) << "tracked objects leaked";
   }
 
  private:

@@ -1,6 +1,7 @@
 #include "support/Regions.h"
 
 #include <fcntl.h>
+#include <sys/mman.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -100,10 +101,10 @@ MorvikLib::MemoryMapping Regions::mapOne(bool remote, bool writable) const {
 bool Regions::mapped(U64 vaddr) const {
   std::ifstream maps("/proc/self/maps");
   for (std::string line; std::getline(maps, line);) {
-    unsigned long start = 0, end = 0;
+    unsigned long long from = 0, to = 0;
     char perms[5] = {};
-    if (std::sscanf(line.c_str(), "%lx-%lx %4s", &start, &end, perms) == 3 && start <= vaddr &&
-        vaddr < end) {
+    if (std::sscanf(line.c_str(), "%llx-%llx %4s", &from, &to, perms) == 3 && from <= vaddr &&
+        vaddr < to) {
       return perms[3] == 's';
     }
   }

@@ -40,8 +40,8 @@ class Regions {
   const U8* localBytes() const { return reinterpret_cast<const U8*>(view_[0]); }
   const U8* remoteBytes() const { return reinterpret_cast<const U8*>(view_[1]); }
 
-  // Whether a region (a shared mapping) is mapped at `vaddr`. Only shared mappings count: the
-  // sanitizers' allocators may place private memory where a region was just unmapped.
+  // Whether a shared mapping (a region's, or the device file's) covers `vaddr`. What an allocator
+  // maps into the hole an unmap left is private, and does not count.
   bool mapped(U64 vaddr) const;
 
  private:

@@ -4,10 +4,10 @@
 #include <thread>
 #include <vector>
 
-#include "Kel/AllocTracker.h"
 #include "Kel/Allocate.h"
 #include "Kel/Ptr.h"
 #include "Kel/PtrInterface.h"
+#include "support/AllocCounts.h"
 
 namespace {
 
@@ -55,7 +55,7 @@ TEST(ThreadSafePointers, ConcurrentCopiesKeepTheCountExactAndDestroyOnce) {
   shared = nullptr;
   for (auto& thread : threads) thread.join();
   EXPECT_EQ(Shared::destroyed.load(), 1);
-  EXPECT_EQ(Kel::AllocTracker::live<Shared>(), 0);
+  EXPECT_EQ(KelTest::live<Shared>(), 0);
   Kel::VFPtrInterface::enableThreadSafePointers = false;
 }
 

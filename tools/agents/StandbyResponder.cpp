@@ -66,12 +66,7 @@ StandbyResponder::~StandbyResponder() {
 }
 
 U64 StandbyResponder::checksumOfCopy() const {
-  if (!request_->auditMapEnabled()) return Morvik::addToChecksum(0, copyBase_, copySize_);
-  U64 checksum = 0;
-  for (const auto& [offset, length] : request_->auditMap()) {
-    checksum = Morvik::addToChecksum(checksum, copyBase_ + offset, static_cast<U32>(length));
-  }
-  return checksum;
+  return Morvik::auditChecksum(*request_, copyBase_, copySize_);
 }
 
 std::size_t StandbyResponder::answersPending() const {

@@ -1,5 +1,6 @@
 #include "Chassis.h"
 
+#include <fstream>
 #include <stdexcept>
 
 #include "Kel/Allocate.h"
@@ -21,6 +22,14 @@ Kel::Name auditName(const std::string& feature) {
   return Kel::Name(feature + "Audit");
 }
 
+// The command name of process `pid` ("morvik_sim"), empty when it cannot be read.
+std::string processName(pid_t pid) {
+  std::ifstream comm("/proc/" + std::to_string(pid) + "/comm");
+  std::string name;
+  std::getline(comm, name);
+  return name;
+}
+
 }  // namespace
 
 Chassis::Chassis(const std::string& vmid, const Layout& layout, U32 chunkSize)
@@ -33,7 +42,7 @@ Chassis::Chassis(const std::string& vmid, const Layout& layout, U32 chunkSize)
   for (ShmRegion* region : {&local_, &remote_}) {
     if (const pid_t holder = ostra::reclaimRegion(vmid_, region->name())) {
       throw std::runtime_error("simulated machine '" + vmid_ + "' is in use: process " +
-                               std::to_string(holder) + " (" + ostra::processName(holder) +
+                               std::to_string(holder) + " (" + processName(holder) +
                                ") holds its region " + region->name() +
                                "; end that process or choose another --vmid");
     }

@@ -1,4 +1,4 @@
-#include "support/AllocationCount.h"
+#include "support/HeapCount.h"
 
 #include <atomic>
 #include <cstdlib>
@@ -27,15 +27,15 @@ void operator delete(void* memory, std::size_t) noexcept {
 
 namespace MorvikTest {
 
-AllocationCount::AllocationCount() : start_(::allocations.load()) {
+HeapCount::HeapCount() : start_(::allocations.load()) {
   counting.fetch_add(1);
 }
 
-AllocationCount::~AllocationCount() {
+HeapCount::~HeapCount() {
   counting.fetch_sub(1);
 }
 
-std::uint64_t AllocationCount::allocations() const {
+std::uint64_t HeapCount::allocations() const {
   return ::allocations.load() - start_;
 }
 

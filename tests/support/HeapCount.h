@@ -1,5 +1,5 @@
-#ifndef TESTS_SUPPORT_ALLOCATIONCOUNT_H
-#define TESTS_SUPPORT_ALLOCATIONCOUNT_H
+#ifndef TESTS_SUPPORT_HEAPCOUNT_H
+#define TESTS_SUPPORT_HEAPCOUNT_H
 
 #include <cstdint>
 
@@ -7,12 +7,12 @@ namespace MorvikTest {
 
 // Counts the heap allocations (operator new) made on any thread while it lives; the test binary's
 // operator new reports to it.
-class AllocationCount {
+class HeapCount {
  public:
-  AllocationCount();
-  ~AllocationCount();
-  AllocationCount(const AllocationCount&) = delete;
-  AllocationCount& operator=(const AllocationCount&) = delete;
+  HeapCount();
+  ~HeapCount();
+  HeapCount(const HeapCount&) = delete;
+  HeapCount& operator=(const HeapCount&) = delete;
 
   std::uint64_t allocations() const;
 
