@@ -136,8 +136,6 @@ void BM_ChunkCopy(benchmark::State& state) {
 
 BENCHMARK(BM_Resync)->Arg(1)->Arg(16)->Arg(256)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_Memcpy)->Arg(1)->Arg(16)->Arg(256)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_ChunkCopy)
-    ->ArgsProduct({{16, 256, 1024}, {0, 1}})
-    ->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_ChunkCopy)->ArgsProduct({{16, 256, 1024}, {0, 1}})->Unit(benchmark::kMillisecond);
 
 }  // namespace
