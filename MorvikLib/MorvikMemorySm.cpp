@@ -132,11 +132,11 @@ void MorvikMemorySm::scheduleClockTimeout() {
   wrClock_->timeMinIs(Kel::System::currentTime());
 }
 
-void MorvikMemorySm::copyPendingChunk() {
+void MorvikMemorySm::kel_handleWrClock_time() {
   morvikMemory()->remoteCopyChunk();
 }
 
-void MorvikMemorySm::syncAfterChunkSizeChange() {
+void MorvikMemorySm::kel_handleMorvikMemory_remoteCopyChunkSize() {
   morvikMemory()->doSync();
 }
 

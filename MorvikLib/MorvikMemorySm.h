@@ -101,8 +101,8 @@ class MorvikMemorySm : public Kel::StateMachine<MorvikMemorySm, Kel::Entity> {
   std::array<Kel::Ptr<Kel::EntityNotifiee>, 6> reactors() const;
 
  private:
-  void copyPendingChunk();
-  void syncAfterChunkSizeChange();
+  void kel_handleWrClock_time();
+  void kel_handleMorvikMemory_remoteCopyChunkSize();
 
   Kel::Name name_;
   Kel::Ptr<KelMorvikStatus> morvikStatus_;

@@ -45,13 +45,15 @@ class MorvikMemorySm::KelMorvikMemory
  public:
   using Reactor::Reactor;
   void onRemoteCopyPending() override { react(&MorvikMemorySm::scheduleClockTimeout); }
-  void onRemoteCopyChunkSize() override { react(&MorvikMemorySm::syncAfterChunkSizeChange); }
+  void onRemoteCopyChunkSize() override {
+    react(&MorvikMemorySm::kel_handleMorvikMemory_remoteCopyChunkSize);
+  }
 };
 
 class MorvikMemorySm::KelWrClock : public Kel::Reactor<MorvikMemorySm, Kel::Clock::NotifieeConst> {
  public:
   using Reactor::Reactor;
-  void onTime() override { react(&MorvikMemorySm::copyPendingChunk); }
+  void onTime() override { react(&MorvikMemorySm::kel_handleWrClock_time); }
 };
 
 }  // namespace MorvikLib
