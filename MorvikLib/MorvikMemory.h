@@ -142,6 +142,7 @@ class MorvikMemory final : public Kel::EntityOf<MorvikMemory> {
   template <bool kTraced>
   void copyNextChunk();
   bool nextPendingChunk(U64& chunk);
+  void prefetchChunkAfter(U64 offset) const;
 
   Kel::Name name_;
   bool activeSupe_ = false;

@@ -11,6 +11,7 @@
 #include "MorvikLib/Environment.h"
 #include "MorvikLib/MorvikMemory.h"
 #include "MorvikLib/Shadow.h"
+#include "MorvikLib/StreamCopy.h"
 #include "MorvikLib/Trace.h"
 
 namespace MorvikLib {
@@ -163,10 +164,22 @@ void MorvikMemory::copyNextChunk() {
   }
   shadow::copy(*this, remoteMemory().vaddr() + offset, localMemory().vaddr() + offset,
                static_cast<U32>(chunkSize));
+  prefetchChunkAfter(offset);
   replicationStatusIs(offset, false);
   remoteCopyPendingIs(true);
   if constexpr (kTraced)
     MORVIK_TRACE(9, "remoteCopyChunk") << kSigChunk << "remoteCopyPending = " << 1;
+}
+
+// A resync copies chunk after chunk: the next one's bytes are asked for now, to arrive while this
+// pass ends and the loop comes round again. A prefetch changes no byte and cannot fault.
+void MorvikMemory::prefetchChunkAfter(U64 offset) const {
+  const U64 chunkSize = remoteCopyChunkSize();
+  const U64 next = offset + chunkSize;
+  if (next + chunkSize > localMemory().size() || next + chunkSize > remoteMemory().size()) return;
+  prefetchChunk(address::pointer(localMemory().vaddr() + next),
+                address::pointer(remoteMemoryWritableShadow().vaddr() + next), chunkSize,
+                streams(remoteMemory().size(), chunkSize));
 }
 
 void MorvikMemory::doSync() {

@@ -1,12 +1,14 @@
 #include "Kel/Clock.h"
 
+#include <algorithm>
+
 namespace Kel {
 
 void Clock::NotifieeConst::timeMinIs(double t) {
   cancel();
   requested_ = true;
   time_ = t;
-  if (inNotifieeList()) notifier()->enqueue(this);
+  if (inNotifieeList()) clock()->enqueue(this);
 }
 
 Clock::NotifieeConst::~NotifieeConst() {
@@ -15,32 +17,37 @@ Clock::NotifieeConst::~NotifieeConst() {
 
 void Clock::NotifieeConst::notifieeListMembershipIs(bool inList) {
   if (inList) {
-    if (requested_ && !scheduled_) notifier()->enqueue(this);
+    if (requested_ && !scheduled_) clock()->enqueue(this);
   } else if (scheduled_) {
-    notifier()->dequeue(this);
+    clock()->dequeue(this);
   }
 }
 
 void Clock::NotifieeConst::cancel() {
-  if (scheduled_) notifier()->dequeue(this);
+  if (scheduled_) clock()->dequeue(this);
   requested_ = false;
 }
 
+// A new request has the highest sequence yet: it goes after every request of its time or earlier.
 void Clock::enqueue(NotifieeConst* notifiee) const {
   notifiee->key_ = {notifiee->time_, sequence_++};
-  if (notifiee->spare_.empty()) {
-    schedule_.emplace(notifiee->key_, notifiee);
-  } else {
-    notifiee->spare_.key() = notifiee->key_;
-    notifiee->spare_.mapped() = notifiee;
-    schedule_.insert(std::move(notifiee->spare_));
-  }
+  const auto at = std::upper_bound(
+      schedule_.begin(), schedule_.end(), notifiee->time_,
+      [](double time, const Request& request) { return time < request.key.first; });
+  schedule_.insert(at, Request{notifiee->key_, notifiee});
   notifiee->scheduled_ = true;
 }
 
 void Clock::dequeue(NotifieeConst* notifiee) const {
-  notifiee->spare_ = schedule_.extract(notifiee->key_);
+  schedule_.erase(find(notifiee->key_));
   notifiee->scheduled_ = false;
+}
+
+std::vector<Clock::Request>::iterator Clock::find(const Key& key) const {
+  const auto at =
+      std::lower_bound(schedule_.begin(), schedule_.end(), key,
+                       [](const Request& request, const Key& k) { return request.key < k; });
+  return at != schedule_.end() && at->key == key ? at : schedule_.end();
 }
 
 std::size_t Clock::runPass(double now) const {
@@ -48,17 +55,17 @@ std::size_t Clock::runPass(double now) const {
   // borrows the spare list and hands it back, so a steady loop allocates nothing.
   std::vector<std::pair<double, std::uint64_t>> due = std::move(due_);
   due.clear();
-  for (const auto& [key, notifiee] : schedule_) {
-    if (key.first > now) break;
-    due.push_back(key);
+  for (const Request& request : schedule_) {
+    if (request.key.first > now) break;
+    due.push_back(request.key);
   }
   std::size_t ran = 0;
   // Earlier handlers may cancel, re-arm or destroy later ones: look each up again.
   for (const auto& key : due) {
-    auto it = schedule_.find(key);
+    const auto it = find(key);
     if (it == schedule_.end()) continue;
-    NotifieeConst* notifiee = it->second;
-    notifiee->spare_ = schedule_.extract(it);
+    NotifieeConst* notifiee = it->notifiee;
+    schedule_.erase(it);
     notifiee->scheduled_ = false;
     notifiee->requested_ = false;
     Ptr<NotifieeConst> hold(notifiee);

@@ -3,7 +3,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <map>
 #include <utility>
 #include <vector>
 
@@ -15,8 +14,8 @@ namespace Kel {
 class Clock final : public EntityOf<Clock> {
  public:
   class NotifieeConst;
+  // A request's place: its time, then the order requests were made in.
   using Key = std::pair<double, std::uint64_t>;
-  using Schedule = std::map<Key, NotifieeConst*>;
 
   class NotifieeConst : public NotifieeConstOf<Clock> {
    public:
@@ -33,13 +32,12 @@ class Clock final : public EntityOf<Clock> {
     friend class Clock;
     void cancel();
 
+    const Clock* clock() const { return static_cast<const Clock*>(notifierEntity().ptr()); }
+
     bool requested_ = false;
     bool scheduled_ = false;
     double time_ = 0.0;
     Key key_{};
-    // The schedule's node of this notifiee while it is not scheduled: re-arming reuses it, so a
-    // notifiee that asks again and again (the copier, one chunk per pass) allocates nothing.
-    Schedule::node_type spare_;
   };
 
   explicit Clock(const Name& name) : name_(name) {}
@@ -52,18 +50,27 @@ class Clock final : public EntityOf<Clock> {
   bool idle() const { return schedule_.empty(); }
   std::size_t scheduled() const { return schedule_.size(); }
   // The earliest requested time; meaningful only when not idle.
-  double nextTime() const { return schedule_.begin()->first.first; }
+  double nextTime() const { return schedule_.front().key.first; }
 
   // Returns how many ran.
   std::size_t runPass(double now) const;
 
  private:
+  struct Request {
+    Key key;
+    NotifieeConst* notifiee;
+  };
   void enqueue(NotifieeConst* notifiee) const;
   void dequeue(NotifieeConst* notifiee) const;
+  // The scheduled request with this key, or the schedule's end.
+  std::vector<Request>::iterator find(const Key& key) const;
 
   Name name_;
   mutable NotifieeList notifiees_;
-  mutable Schedule schedule_;
+  // In order of key. It keeps its capacity, so a notifiee that asks again and again (the copier,
+  // one chunk per pass) allocates nothing; a few requests at a time are the rule, so a sorted
+  // vector beats a tree.
+  mutable std::vector<Request> schedule_;
   mutable std::vector<Key> due_;
   mutable std::uint64_t sequence_ = 0;
 };

@@ -18,7 +18,7 @@ class NotifieeConstOf;
 // the zombie rule in Kel.h).
 class EntityNotifiee : public PtrInterface {
  public:
-  Ptr<Entity const> notifierEntity() const { return notifier_; }
+  const Ptr<Entity const>& notifierEntity() const { return notifier_; }
   // Whether this notifiee sits in its notifier's list now (registered and not zombie).
   bool inNotifieeList() const { return inList_; }
 

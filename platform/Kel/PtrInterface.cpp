@@ -24,23 +24,12 @@ std::uint32_t PtrInterface::word() const {
   return referenceWord_;
 }
 
-void PtrInterface::newRef() const {
-  if (VFPtrInterface::enableThreadSafePointers) {
-    atomicWord(referenceWord_).fetch_add(1, std::memory_order_relaxed);
-  } else {
-    ++referenceWord_;
-  }
+void PtrInterface::atomicAdd(std::uint32_t n) const {
+  atomicWord(referenceWord_).fetch_add(n, std::memory_order_relaxed);
 }
 
-std::uint32_t PtrInterface::decrement() const {
-  if (VFPtrInterface::enableThreadSafePointers) {
-    return atomicWord(referenceWord_).fetch_sub(1, std::memory_order_acq_rel) - 1;
-  }
-  return --referenceWord_;
-}
-
-void PtrInterface::deleteRef() const {
-  if ((decrement() & kCountMask) == 0) handleZeroRef();
+std::uint32_t PtrInterface::atomicDecrement() const {
+  return atomicWord(referenceWord_).fetch_sub(1, std::memory_order_acq_rel) - 1;
 }
 
 void PtrInterface::handleZeroRef() const {

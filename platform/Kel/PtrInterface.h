@@ -21,8 +21,14 @@ class PtrInterface {
   PtrInterface(const PtrInterface&) = delete;
   PtrInterface& operator=(const PtrInterface&) = delete;
 
-  void newRef() const;
-  void deleteRef() const;
+  // Inline: every pointer copy pays for these, and with thread-safe pointers off they are one add.
+  void newRef() const {
+    if (VFPtrInterface::enableThreadSafePointers) return atomicAdd(1);
+    ++referenceWord_;
+  }
+  void deleteRef() const {
+    if ((decrement() & kCountMask) == 0) handleZeroRef();
+  }
   std::uint32_t references() const { return word() & kCountMask; }
   std::uint32_t referenceWord() const { return word(); }
 
@@ -49,8 +55,12 @@ class PtrInterface {
 
  private:
   std::uint32_t word() const;
+  void atomicAdd(std::uint32_t n) const;
   // Returns the word after the decrement.
-  std::uint32_t decrement() const;
+  std::uint32_t decrement() const {
+    return VFPtrInterface::enableThreadSafePointers ? atomicDecrement() : --referenceWord_;
+  }
+  std::uint32_t atomicDecrement() const;
   mutable std::uint32_t referenceWord_ = 1;
 };
 
