@@ -3,26 +3,16 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <functional>
-#include <iterator>
 #include <utility>
 #include <vector>
 
 namespace Kel {
 
-// The framework's hash for keyed collections. A 64-bit key folds its halves together, so keys that
-// differ only above bit 31 still spread over the buckets.
-template <class K>
-struct Hash2018 {
-  std::size_t operator()(const K& key) const { return std::hash<K>()(key); }
-};
-
-template <>
-struct Hash2018<std::uint64_t> {
-  std::size_t operator()(std::uint64_t key) const {
-    return static_cast<std::uint32_t>(key >> 32) ^ static_cast<std::uint32_t>(key);
-  }
-};
+// The framework's hash of a 64-bit key folds its halves together, so keys that differ only above
+// bit 31 still spread over the buckets.
+inline std::size_t hash2018(std::uint64_t key) {
+  return static_cast<std::uint32_t>(key >> 32) ^ static_cast<std::uint32_t>(key);
+}
 
 // Ordering of 64-bit keys: high halves first, then low halves, both unsigned (which is the plain
 // unsigned order, spelled out because the framework defines it so).
@@ -46,31 +36,19 @@ class HashMap2018 {
  public:
   class const_iterator {
    public:
-    using iterator_category = std::forward_iterator_tag;
-    using value_type = std::pair<K, V>;
-    using difference_type = std::ptrdiff_t;
-    using pointer = const value_type*;
-    using reference = const value_type&;
-
     const_iterator() = default;
-    reference operator*() const { return node_->member; }
-    pointer operator->() const { return &node_->member; }
+    const std::pair<K, V>& operator*() const { return node_->member; }
+    const std::pair<K, V>* operator->() const { return &node_->member; }
     const_iterator& operator++() {
-      node_ = node_->next;
-      if (!node_) settle(bucket_ + 1);
+      node_ = node_->next ? node_->next : map_->first(bucket_ + 1, bucket_);
       return *this;
     }
     bool operator==(const const_iterator& other) const { return node_ == other.node_; }
 
    private:
     friend class HashMap2018;
-    const_iterator(const HashMap2018* map, std::size_t bucket) : map_(map) { settle(bucket); }
-    void settle(std::size_t bucket) {
-      for (bucket_ = bucket; bucket_ < map_->buckets_.size(); ++bucket_) {
-        if ((node_ = map_->buckets_[bucket_])) return;
-      }
-      node_ = nullptr;
-    }
+    const_iterator(const HashMap2018* map, Node* node, std::size_t bucket)
+        : map_(map), bucket_(bucket), node_(node) {}
     const HashMap2018* map_ = nullptr;
     std::size_t bucket_ = 0;
     Node* node_ = nullptr;
@@ -81,30 +59,23 @@ class HashMap2018 {
   HashMap2018& operator=(const HashMap2018&) = delete;
   ~HashMap2018() {
     clear();
-    while (Node* node = spare_) {
-      spare_ = node->next;
-      delete node;
-    }
+    while (Node* node = spare_) delete std::exchange(spare_, node->next);
   }
 
-  static std::size_t hashOf(const K& key) { return Hash2018<K>()(key); }
+  static std::size_t hashOf(const K& key) { return hash2018(key); }
 
+  // Null when there is no member; the second form takes the key's hash (hashOf) already at hand.
   const V* find(const K& key) const { return find(key, hashOf(key)); }
-  V* find(const K& key) { return find(key, hashOf(key)); }
-  // With the key's hash already at hand (hashOf).
   const V* find(const K& key, std::size_t hash) const {
-    const Node* node = lookup(key, hash);
-    return node ? &node->member.second : nullptr;
-  }
-  V* find(const K& key, std::size_t hash) {
-    Node* node = lookup(key, hash);
+    if (buckets_.empty()) return nullptr;
+    Node* node = buckets_[hash & (buckets_.size() - 1)];
+    while (node && node->member.first != key) node = node->next;
     return node ? &node->member.second : nullptr;
   }
 
   // Inserts or replaces; returns true when the stored value changed or a member was added.
   bool insert(const K& key, const V& value) {
-    const std::size_t hash = hashOf(key);
-    if (V* stored = find(key, hash)) {
+    if (V* stored = const_cast<V*>(find(key))) {
       if (*stored == value) return false;
       *stored = value;
       return true;
@@ -112,20 +83,16 @@ class HashMap2018 {
     if (size_ >= buckets_.size()) grow();
     Node* node = spare_ ? std::exchange(spare_, spare_->next) : new Node;
     node->member = {key, value};
-    Node*& head = buckets_[hash & (buckets_.size() - 1)];
-    node->next = head;
-    head = node;
+    link(node);
     ++size_;
     return true;
   }
 
   bool erase(const K& key) {
     if (buckets_.empty()) return false;
-    for (Node** link = &buckets_[hashOf(key) & (buckets_.size() - 1)]; *link;
-         link = &(*link)->next) {
-      if ((*link)->member.first != key) continue;
-      Node* node = *link;
-      *link = node->next;
+    for (Node** at = &buckets_[hashOf(key) & (buckets_.size() - 1)]; *at; at = &(*at)->next) {
+      if ((*at)->member.first != key) continue;
+      Node* node = std::exchange(*at, (*at)->next);
       node->next = std::exchange(spare_, node);
       --size_;
       return true;
@@ -146,7 +113,11 @@ class HashMap2018 {
   std::size_t size() const { return size_; }
   bool empty() const { return size_ == 0; }
 
-  const_iterator begin() const { return const_iterator(this, 0); }
+  const_iterator begin() const {
+    std::size_t bucket = 0;
+    Node* node = first(0, bucket);
+    return const_iterator(this, node, bucket);
+  }
   const_iterator end() const { return const_iterator(); }
 
   // Calls f(key, value) for every member; f may delete the member it is given, but must not
@@ -163,24 +134,24 @@ class HashMap2018 {
   }
 
  private:
-  Node* lookup(const K& key, std::size_t hash) const {
-    if (buckets_.empty()) return nullptr;
-    Node* node = buckets_[hash & (buckets_.size() - 1)];
-    while (node && node->member.first != key) node = node->next;
-    return node;
+  // The first member in a bucket from `from` on; `bucket` tells which.
+  Node* first(std::size_t from, std::size_t& bucket) const {
+    for (bucket = from; bucket < buckets_.size(); ++bucket) {
+      if (buckets_[bucket]) return buckets_[bucket];
+    }
+    return nullptr;
+  }
+
+  void link(Node* node) {
+    Node*& head = buckets_[hashOf(node->member.first) & (buckets_.size() - 1)];
+    node->next = std::exchange(head, node);
   }
 
   void grow() {
     std::vector<Node*> old(buckets_.empty() ? 8 : buckets_.size() * 2, nullptr);
     old.swap(buckets_);
     for (Node* node : old) {
-      while (node) {
-        Node* next = node->next;
-        Node*& head = buckets_[hashOf(node->member.first) & (buckets_.size() - 1)];
-        node->next = head;
-        head = node;
-        node = next;
-      }
+      while (node) link(std::exchange(node, node->next));
     }
   }
 

@@ -4,9 +4,7 @@
 #include <ostream>
 #include <utility>
 
-#include "Kel/EnsureTraceHelperIsDestroyed.h"
 #include "Kel/TraceHelper.h"
-#include "Kel/TraceScratch.h"
 
 namespace Kel {
 
