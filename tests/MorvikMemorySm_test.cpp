@@ -7,8 +7,8 @@
 #include "Kel/Allocate.h"
 #include "Kel/Exception.h"
 #include "support/AllocCounts.h"
-#include "support/HeapCount.h"
 #include "support/Chassis.h"
+#include "support/HeapCount.h"
 
 namespace {
 
