@@ -75,11 +75,6 @@ class Ptr {
 };
 
 template <class T, class U>
-Ptr<T> ptr_cast(const Ptr<U>& p) {
-  return Ptr<T>(dynamic_cast<T*>(p.ptr()));
-}
-
-template <class T, class U>
 Ptr<T> const_ptr_cast(const Ptr<U>& p) {
   return Ptr<T>(const_cast<T*>(p.ptr()));
 }

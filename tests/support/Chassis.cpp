@@ -129,8 +129,10 @@ void Chassis::remoteMemoryIs(bool known) {
 Kel::Ptr<Morvik::AuditRequest> Chassis::auditRequest(std::size_t i) const {
   if (!auditRequests_) return nullptr;
   auto it = auditRequests_->members().find(auditName(i));
-  return it == auditRequests_->members().end() ? nullptr
-                                               : Kel::ptr_cast<Morvik::AuditRequest>(it->second);
+  return it == auditRequests_->members().end()
+             ? nullptr
+             : Kel::Ptr<Morvik::AuditRequest>(
+                   dynamic_cast<Morvik::AuditRequest*>(it->second.ptr()));
 }
 
 void Chassis::buildMachines() {
