@@ -97,21 +97,13 @@ void MorvikMemory::replicationStatusBitmapDelAll() {
   if (keys.capacity() > keysToDelete_.capacity()) keysToDelete_ = std::move(keys);
 }
 
-// A shift for the usual power-of-two chunk size; the division otherwise, which faults on a chunk
-// size of 0 as it always has.
-U64 MorvikMemory::chunkOf(U64 byteOffset) const {
-  const U32 size = remoteCopyChunkSize_;
-  if (size != 0 && (size & (size - 1)) == 0) return byteOffset >> __builtin_ctz(size);
-  return byteOffset / size;
-}
-
 bool MorvikMemory::replicationStatus(const U64& byteOffset) const {
-  U64 chunk = chunkOf(byteOffset);
+  U64 chunk = byteOffset / remoteCopyChunkSize_;
   return (replicationStatusBitmap(chunk >> 3) >> (chunk & 7)) & 1u;
 }
 
 void MorvikMemory::replicationStatusIs(const U64& byteOffset, bool state) {
-  U64 chunk = chunkOf(byteOffset);
+  U64 chunk = byteOffset / remoteCopyChunkSize_;
   U64 key = chunk >> 3;
   U8 bit = static_cast<U8>(1u << (chunk & 7));
   U8 stored = replicationStatusBitmap(key);

@@ -131,7 +131,6 @@ class MorvikMemory final : public Kel::EntityOf<MorvikMemory> {
 
  private:
   void notifyBitmap(const U64& key);
-  U64 chunkOf(U64 byteOffset) const;
   // Each built with and without its trace lines (see MorvikMemoryCopier.cpp).
   template <bool kTraced>
   void writeMirrored(U32 byteOffset, Kel::BytePtr data, U32 size);

@@ -119,7 +119,8 @@ template void MorvikMemory::writeMirrored<false>(U32, Kel::BytePtr, U32);
 // the lower bound rather than from chunk 0: a resync of n chunks then costs O(n) lookups in all,
 // not O(n^2). Whole zero members are skipped eight chunks at a time.
 bool MorvikMemory::nextPendingChunk(U64& chunk) {
-  const U64 endChunk = chunkOf(U64{localMemory().size()} + remoteCopyChunkSize() - 1);
+  const U64 chunkSize = remoteCopyChunkSize();
+  const U64 endChunk = (U64{localMemory().size()} + chunkSize - 1) / chunkSize;
   U64 at = pendingLowerBound_;
   while (at < endChunk) {
     U8 bits = static_cast<U8>(replicationStatusBitmap(at >> 3) >> (at & 7));

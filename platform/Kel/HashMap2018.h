@@ -67,17 +67,15 @@ class HashMap2018 {
   // Null when there is no member; the second form takes the key's hash (hashOf) already at hand.
   const V* find(const K& key) const { return find(key, hashOf(key)); }
   const V* find(const K& key, std::size_t hash) const {
-    if (buckets_.empty()) return nullptr;
-    Node* node = buckets_[hash & (buckets_.size() - 1)];
-    while (node && node->member.first != key) node = node->next;
+    const Node* node = lookup(key, hash);
     return node ? &node->member.second : nullptr;
   }
 
   // Inserts or replaces; returns true when the stored value changed or a member was added.
   bool insert(const K& key, const V& value) {
-    if (V* stored = const_cast<V*>(find(key))) {
-      if (*stored == value) return false;
-      *stored = value;
+    if (Node* node = lookup(key, hashOf(key))) {
+      if (node->member.second == value) return false;
+      node->member.second = value;
       return true;
     }
     if (size_ >= buckets_.size()) grow();
@@ -134,6 +132,13 @@ class HashMap2018 {
   }
 
  private:
+  Node* lookup(const K& key, std::size_t hash) const {
+    if (buckets_.empty()) return nullptr;
+    Node* node = buckets_[hash & (buckets_.size() - 1)];
+    while (node && node->member.first != key) node = node->next;
+    return node;
+  }
+
   // The first member in a bucket from `from` on; `bucket` tells which.
   Node* first(std::size_t from, std::size_t& bucket) const {
     for (bucket = from; bucket < buckets_.size(); ++bucket) {
