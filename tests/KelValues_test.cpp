@@ -16,6 +16,7 @@
 #include "Kel/String.h"
 #include "Kel/Types.h"
 #include "support/KelLeakCheck.h"
+#include "support/Refusals.h"
 
 namespace {
 
@@ -45,27 +46,19 @@ TEST_F(KelValues, StringsShareOnePayloadOrderBytesUnsignedAndKeepEmbeddedNuls) {
   EXPECT_EQ(Kel::format("%s-%d-%llx", "x", 5, 0xabcULL), Kel::String("x-5-abc"));
 }
 
-Kel::Name parseName(const std::string& text, std::size_t* consumed = nullptr) {
+Kel::Name parseName(const std::string& text) {
   Kel::String s(text);
   Kel::String::IteratorConst it = s.begin();
   try {
-    Kel::Name name(it, s.end());
-    if (consumed) *consumed = static_cast<std::size_t>(it - s.begin());
-    return name;
+    return Kel::Name(it, s.end());
   } catch (...) {
     EXPECT_EQ(it, s.begin()) << "a failed parse moved the iterator";
     throw;
   }
 }
 
-TEST(KelName, QuotingEscapesAndRoundTripsEveryByte) {
-  std::string bytes;
-  for (int b = 0; b < 256; ++b) bytes.push_back(static_cast<char>(b));
-  bytes += "''\\\\'\\";
-  const Kel::String strep = Kel::valueToStrep(Kel::Name(Kel::String(bytes)));
-  std::size_t consumed = 0;
-  EXPECT_EQ(parseName(strep.stdString() + ", 'next'", &consumed).string().stdString(), bytes);
-  EXPECT_EQ(consumed, strep.size());
+// Round trips of every byte, and where a parse stops, are checked through MemoryMapping's text.
+TEST(KelName, QuotingEscapesExactlyAndParsingRefusesMalformedText) {
   EXPECT_EQ(Kel::valueToStrep(Kel::Name("a'b\\c")).stdString(), R"('a\'b\\c')");
   EXPECT_EQ(Kel::valueToStrep(Kel::Name(Kel::String("\0\n\x7f\xff~ "s))).stdString(),
             R"('\x00\x0a\x7f\xff~ ')");
@@ -75,24 +68,23 @@ TEST(KelName, QuotingEscapesAndRoundTripsEveryByte) {
   }
 }
 
-TEST(KelExceptions, TextsIdsAndErrnoFields) {
-  try {
-    Kel::rethrowFromDeserializeAttr(Kel::RangeException("unterminated quoted name"), "name");
-  } catch (const Kel::RangeException& e) {
-    EXPECT_STREQ(e.what(), "name: unterminated quoted name");
-  }
-  EXPECT_THROW(Kel::throwRangeException("null ValidPtr"), Kel::RangeException);
+TEST(KelExceptions, ErrnoTextsAndIds) {
+  MorvikTest::expectRefused<Kel::RangeException>({
+      {[] { Kel::throwRangeException("null ValidPtr"); }, "null ValidPtr"},
+      {[] {
+         Kel::rethrowFromDeserializeAttr(Kel::RangeException("unterminated quoted name"), "name");
+       },
+       "name: unterminated quoted name"},
+  });
   for (int errnum : {0, ENOENT, EACCES, 4321, -1}) {
     EXPECT_EQ(Kel::errorString(errnum), std::string(std::strerror(errnum))) << errnum;
   }
   const Kel::ErrnoException e(ENOENT, Kel::String("opening file"));
   EXPECT_EQ(e.ids().bits(), 1u << 29);
   EXPECT_EQ(e.message(), Kel::errorString(ENOENT));
-  EXPECT_EQ(e.errnum(), ENOENT);
-  EXPECT_EQ(e.context(), Kel::String("opening file"));
 }
 
-TEST(KelHashMap2018, KeysHashAsHighXorLowAndOrderByHighThenLowHalf) {
+TEST(KelHashMap2018, KeysHashAsHighXorLowOrderByHighThenLowHalfAndIterationMayDelete) {
   using Map = Kel::HashMap2018<U64, U8>;
   EXPECT_EQ(Map::hashOf(0x0000000100000002ull), 3u);
   EXPECT_EQ(Map::hashOf(0x80000000FFFFFFFFull), 0x7FFFFFFFu);
@@ -104,10 +96,7 @@ TEST(KelHashMap2018, KeysHashAsHighXorLowAndOrderByHighThenLowHalf) {
     EXPECT_FALSE(Kel::keyLess2018(b, a)) << std::hex << a;
   }
   EXPECT_FALSE(Kel::keyLess2018(5, 5));
-}
-
-TEST(KelHashMap2018, InsertAndEraseReportChangesAndIterationMayDelete) {
-  Kel::HashMap2018<U64, U8> map;
+  Map map;
   for (U64 k = 0; k < 200; ++k) map.insert(k << 32 | k, static_cast<U8>(k));
   std::set<U64> seen;
   map.forEachSafe([&](const U64& key, U8&) {
