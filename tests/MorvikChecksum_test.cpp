@@ -35,7 +35,6 @@ TEST(MorvikChecksum, TwosComplementCancels) {
   for (U64 v : {0ull, 1ull, 0x7FFF'FFFF'FFFF'FFFFull, 1ull << 63, 0xFFFF'FFFFull, ~0ull}) {
     EXPECT_EQ(v + Morvik::twosComplement(v), 0u) << v;
   }
-  EXPECT_EQ(Morvik::twosComplement(1), ~0ull);
 }
 
 TEST(MorvikChecksum, SummerAddsFeatureSizesIn32Bits) {
