@@ -97,7 +97,6 @@ TEST_F(KelClockTest, EachRunModeStopsWhereItSays) {
   EXPECT_EQ(now(), 1001.0);
   EXPECT_EQ(KelTest::runUntil(1004.5), 3u);
   EXPECT_EQ(now(), 1004.5);
-  EXPECT_EQ(tick->timeMin(), 1005.0);
   EXPECT_EQ(KelTest::runUntilIdle(3), 3u);
   EXPECT_EQ(journal, (Journal{"tick@1001", "tick@1002", "tick@1003", "tick@1004", "tick@1005",
                               "tick@1006", "tick@1007"}));
