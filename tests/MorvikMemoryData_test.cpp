@@ -237,9 +237,7 @@ TEST_F(MorvikMemoryDataTest, SyncRebuildsThePendingSetUnlessNoSyncIsSet) {
   EXPECT_EQ(pendingOffsets().size(), kSize / 4096u) << "every chunk, copied by the copier";
   EXPECT_FALSE(memory_->replicationStatus(3 * kSize)) << "the set is rebuilt from scratch";
   EXPECT_EQ(watcher_->pending, std::vector<bool>{true});
-  int passes = 0;
-  for (capture.clear(); memory_->remoteCopyPending(); ++passes) memory_->remoteCopyChunk();
-  EXPECT_EQ(passes, static_cast<int>(kSize / 4096) + 1);
+  while (memory_->remoteCopyPending()) memory_->remoteCopyChunk();
   EXPECT_TRUE(mirrored(0, kSize));
   memory_->unsetRemote();
   memory_->doSync();
