@@ -111,6 +111,7 @@ TEST_F(MorvikMemoryDataTest, EachOperationChangesTheRightCopiesAndFlags) {
   std::vector<U8> back(300);
   EXPECT_TRUE(marks([&] { memory_->doWrite_py(kSize - 300, addressOf(bytes.data()), 300); }));
   EXPECT_TRUE(mirrored(kSize - 300, 300) && localAt(kSize - 300, 300) == bytes) << "to the end";
+  EXPECT_TRUE(marks([&] { memory_->doWrite(0, back.data(), 0); })) << "even of nothing";
   EXPECT_FALSE(marks([&] { memory_->doRead_py(kSize - 300, addressOf(back.data()), 300); }));
   EXPECT_EQ(back, bytes);
   EXPECT_TRUE(marks([&] { memory_->doSet(500, 418, 33); }));  // the low byte, both copies
