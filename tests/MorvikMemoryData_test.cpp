@@ -1,26 +1,36 @@
-// The data operations, their traces, shadow translation and the background copier, on real
-// simulated regions.
+// The data operations, their traces, shadow translation, the background copier and every
+// assertion of the memory entity, on real simulated regions.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
+#include <functional>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "Kel/Allocate.h"
+#include "Kel/GenericIf.h"
 #include "MorvikLib/MorvikMemory.h"
 #include "MorvikLib/Trace.h"
 #include "support/Capture.h"
+#include "support/Chassis.h"
 #include "support/Regions.h"
 
 namespace {
 
+using MorvikLib::MemoryMapping;
 using MorvikLib::MorvikMemory;
+using MorvikTest::MappedPair;
 using MorvikTest::Regions;
+using testing::AllOf;
 using testing::ElementsAre;
+using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::Not;
 
 constexpr U32 kSize = 64 * 1024;
 const std::string kSig = "void MorvikLib::MorvikMemory::";
@@ -29,14 +39,9 @@ const std::string kSchedule = "bool MorvikLib::MorvikMemory::scheduleRemoteCopy(
 std::string hex(U64 value) {
   return (std::ostringstream() << std::hex << value).str();
 }
+const auto pattern = &MorvikTest::Chassis::pattern;
 U64 addressOf(const void* p) {
   return static_cast<U64>(reinterpret_cast<std::uintptr_t>(p));
-}
-
-std::vector<U8> pattern(std::size_t size, U8 seed) {
-  std::vector<U8> bytes(size);
-  for (std::size_t i = 0; i < size; ++i) bytes[i] = static_cast<U8>(seed + i * 7 + (i >> 8));
-  return bytes;
 }
 
 // Enables exactly the levels in `mask` (bit n for level n) for one test.
@@ -106,6 +111,7 @@ TEST_F(MorvikMemoryDataTest, EachOperationChangesTheRightCopiesAndFlags) {
   std::vector<U8> back(300);
   EXPECT_TRUE(marks([&] { memory_->doWrite_py(kSize - 300, addressOf(bytes.data()), 300); }));
   EXPECT_TRUE(mirrored(kSize - 300, 300) && localAt(kSize - 300, 300) == bytes) << "to the end";
+  EXPECT_TRUE(marks([&] { memory_->doWrite(0, back.data(), 0); })) << "even of nothing";
   EXPECT_FALSE(marks([&] { memory_->doRead_py(kSize - 300, addressOf(back.data()), 300); }));
   EXPECT_EQ(back, bytes);
   EXPECT_TRUE(marks([&] { memory_->doSet(500, 418, 33); }));  // the low byte, both copies
@@ -232,9 +238,7 @@ TEST_F(MorvikMemoryDataTest, SyncRebuildsThePendingSetUnlessNoSyncIsSet) {
   EXPECT_EQ(pendingOffsets().size(), kSize / 4096u) << "every chunk, copied by the copier";
   EXPECT_FALSE(memory_->replicationStatus(3 * kSize)) << "the set is rebuilt from scratch";
   EXPECT_EQ(watcher_->pending, std::vector<bool>{true});
-  int passes = 0;
-  for (capture.clear(); memory_->remoteCopyPending(); ++passes) memory_->remoteCopyChunk();
-  EXPECT_EQ(passes, static_cast<int>(kSize / 4096) + 1);
+  while (memory_->remoteCopyPending()) memory_->remoteCopyChunk();
   EXPECT_TRUE(mirrored(0, kSize));
   memory_->unsetRemote();
   memory_->doSync();
@@ -252,12 +256,15 @@ TEST_F(MorvikMemoryDataTest, SyncRebuildsThePendingSetUnlessNoSyncIsSet) {
               ElementsAre(kSig + "doFlushWithRead() flush pending writes with remote read "));
 }
 
-// doSync covers the remote region's size, and copies a trailing partial chunk at once.
+// Remote memory smaller than local memory, so a range can fit one and not the other.
+constexpr U32 kRemoteSize = 12288;
 struct MorvikMemorySmallRemoteTest : MorvikMemoryDataTest {
-  MorvikMemorySmallRemoteTest() : MorvikMemoryDataTest(12288) {}
+  MorvikMemorySmallRemoteTest() : MorvikMemoryDataTest(kRemoteSize) {}
 };
+
+// doSync covers the remote region's size, and copies a trailing partial chunk at once.
 TEST_F(MorvikMemorySmallRemoteTest, SyncCoversTheRemoteSize) {
-  scribble(0, 12288, 9);
+  scribble(0, kRemoteSize, 9);
   memory_->doSync();
   EXPECT_THAT(pendingOffsets(), ElementsAre(0u, 4096u, 8192u));
   memory_->remoteCopyChunkSizeIs(8192);
@@ -265,7 +272,97 @@ TEST_F(MorvikMemorySmallRemoteTest, SyncCoversTheRemoteSize) {
   EXPECT_THAT(pendingOffsets(), ElementsAre(0u));
   EXPECT_TRUE(mirrored(8192, 4096) && remoteZero(0, 8192));
   memory_->remoteCopyChunk();
-  EXPECT_TRUE(mirrored(0, 12288));
+  EXPECT_TRUE(mirrored(0, kRemoteSize));
+}
+
+const char* const kLocalBound = "localMemory().size() >= ( byteOffset + size )";
+const char* const kRemoteBound = "remoteMemory().size() >= ( byteOffset + size )";
+const char* const kRemoteEnd = "dest + size <= remoteMemory().vaddr() + remoteMemory().size()";
+const char* const kLocalEnd = "dest + size <= localMemory().vaddr() + localMemory().size()";
+const char* const kChunkLimit = "size <= remoteCopyChunkSize()";
+const char* const kSimulation = "inSimulationEnv()";
+// Says on standard error when ignoreChecksum changes, so the parent sees how far the child got.
+const char* const kChecksumMarked = "<ignoreChecksum changed>";
+class ChecksumHerald : public MorvikMemory::Notifiee {
+ public:
+  void onIgnoreChecksum() override { std::fprintf(stderr, "%s\n", kChecksumMarked); }
+};
+
+// The first `size` bytes of a real mapping.
+MemoryMapping prefix(const MemoryMapping& m, U32 size) {
+  return MemoryMapping(m.name(), m.vaddr(), size, m.paddr(), m.version());
+}
+
+using Matcher = testing::Matcher<const std::string&>;
+
+// The whole condition text, as the assertion reports it.
+Matcher failed(const std::string& condition) {
+  return HasSubstr("Assertion failed: " + condition + "\n");
+}
+
+using MorvikMemoryDeathTest = MorvikMemorySmallRemoteTest;
+
+TEST_F(MorvikMemoryDeathTest, EveryAssertionAbortsWithItsConditionText) {
+  U8 buffer[8192] = {};
+  MorvikMemory& m = *memory_;
+  const std::pair<std::function<void()>, Matcher> cases[] = {
+      {[&] { m.doWrite(kSize - 3, buffer, 4); },
+       AllOf(failed(kLocalBound), HasSubstr(kChecksumMarked))},
+      {[&] { m.doRead(kSize, buffer, 1); },
+       AllOf(failed(kLocalBound), Not(HasSubstr(kChecksumMarked)))},
+      {[&] { m.unsetLocal(), m.doRead(0, buffer, 1); }, failed("localMemory().vaddr()")},
+      {[&] {
+         const MappedPair local = regions_.mapLocal();
+         m.setLocal(prefix(local.memory, 0), local.shadow);
+         m.doRead(0, buffer, 0);
+       },
+       failed("localMemory().size()")},
+      {[&] { m.unsetLocal(), m.doSync(); },
+       AllOf(failed("localMemory().vaddr()"), HasSubstr("remoteCopy"))},
+      {[&] { m.remoteSet(kRemoteSize - 10, 0, 11); }, failed(kRemoteEnd)},
+      {[&] { m.remoteSet(0, 0, 4097); }, failed(kChunkLimit)},
+      {[&] { m.doWriteRemoteTest(0, buffer, 4097); }, failed(kChunkLimit)},
+      {[&] {
+         // Both sides 12 KiB long: the last 8 KiB chunk is copied half outside.
+         const MappedPair local = regions_.mapLocal();
+         m.setLocal(prefix(local.memory, kRemoteSize), prefix(local.shadow, kRemoteSize));
+         m.remoteCopyChunkSizeIs(8192);
+         m.replicationStatusIs(8192, true);
+         m.remoteCopyChunk();
+       },
+       failed(kRemoteEnd)},
+      {[&] { m.doSet(kSize - 1, 0, 2); }, failed(kLocalEnd)},
+      {[&] { m.doCopy(kSize - 4, 0, 8); }, failed(kLocalEnd)},
+      // Through the generic interface too, a well-formed call runs the function itself.
+      {[&] {
+         ::unsetenv("SIMULATION_VMID");
+         Kel::GenericIf::call(Kel::GenericValue::of(memory_), "doReadRemoteTest_py",
+                              {Kel::GenericValue::of(U64{0}), Kel::GenericValue::of(U64{0}),
+                               Kel::GenericValue::of(U64{1})});
+       },
+       failed(kSimulation)},
+      {[&] { ::unsetenv("SIMULATION_VMID"), m.doWriteRemoteTest(0, buffer, 1); },
+       failed(kSimulation)},
+      {[&] { ::unsetenv("SIMULATION_VMID"), m.doWriteLocalTest(0, buffer, 1); },
+       AllOf(failed(kSimulation), Not(HasSubstr(kChecksumMarked)))},
+      {[&] { m.doReadRemoteTest(kRemoteSize - 1, buffer, 2); }, failed(kRemoteBound)},
+      {[&] { m.unsetRemote(), m.doReadRemoteTest(0, buffer, 1); }, failed(kRemoteBound)},
+      {[&] { m.doWriteRemoteTest(kRemoteSize - 1, buffer, 2); }, failed(kRemoteBound)},
+      // Fits local memory, not the smaller remote one.
+      {[&] { m.doWriteLocalTest(kRemoteSize, buffer, 1); },
+       AllOf(failed(kRemoteBound), HasSubstr(kChecksumMarked))},
+      {[&] { m.setLocal(regions_.mapLocal().memory, {}), m.unsetLocal(); },
+       failed("localMemoryWritableShadow().vaddr()")},
+      {[&] { m.setRemote(regions_.mapRemote().memory, {}), m.unsetRemote(); },
+       failed("remoteMemoryWritableShadow().vaddr()")}};
+  m.ignoreChecksumIs(false);
+  Kel::Ptr<ChecksumHerald> herald = Kel::allocate<ChecksumHerald>();
+  herald->notifierIs(memory_);
+  herald->isRegisteredNotifieeIs(true);
+  for (std::size_t i = 0; i < std::size(cases); ++i) {
+    SCOPED_TRACE("case " + std::to_string(i));
+    EXPECT_DEATH(cases[i].first(), cases[i].second);
+  }
 }
 
 }  // namespace
