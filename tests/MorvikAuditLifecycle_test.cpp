@@ -9,6 +9,7 @@
 #include "MorvikLib/MorvikAuditSm.h"
 #include "support/AllocCounts.h"
 #include "support/Chassis.h"
+#include "support/Timeline.h"
 
 namespace {
 
@@ -54,7 +55,7 @@ const Step featureTrigger = [](Chassis& c) { c.status()->featureAuditTriggerIs(1
 TEST(MorvikAuditLifecycle, ConstructionMakesTwoAuditsAndKeepsTheSecond) {
   Chassis chassis(audited());
   chassis.traceLevelsIs({8});
-  MorvikTest::TraceCapture capture;
+  MorvikTest::Timeline traces("");
   const std::uint64_t before = auditsMade();
   chassis.buildMachines();
   EXPECT_EQ(auditsMade() - before, 2u);
@@ -66,7 +67,7 @@ TEST(MorvikAuditLifecycle, ConstructionMakesTwoAuditsAndKeepsTheSecond) {
   // evaluation each make one.
   const std::string asked = " name alpha triggerName alphaAudit morvikAudit audit activeSupe 1";
   const std::string found = " name alpha auditName alphaAudit auditStatus alphaAudit";
-  EXPECT_EQ(Chassis::traces(capture, "void MorvikLib::MorvikMemorySm::resetAuditSm(Kel::Name)"),
+  EXPECT_EQ(traces.of("void MorvikLib::MorvikMemorySm::resetAuditSm(Kel::Name)"),
             (std::vector<std::string>{asked, asked, found, asked, found}));
 }
 

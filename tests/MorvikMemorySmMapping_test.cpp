@@ -16,8 +16,8 @@
 #include "Kel/Exception.h"
 #include "MorvikLib/MorvikMemorySm.h"
 #include "ostra/ostra.h"
-#include "support/Capture.h"
 #include "support/Chassis.h"
+#include "support/Timeline.h"
 
 // The library's device mappings reach this mmap64 before the system's, so a test can make the
 // next read-only ones fail.
@@ -122,7 +122,7 @@ TEST(MorvikMemorySmHardwareTest, LocalSetupOpensTheDeviceFileAndFailsWithoutIt) 
   leaveSimulation(chassis, 0x100000, "/nonexistent");
   auto memory = MorvikLib::morvikMemoryFactory(Kel::Name("beta"));
   chassis.traceLevelsIs({0});
-  MorvikTest::TraceCapture capture;
+  MorvikTest::Timeline traces("");
   try {
     chassis.newMachine(1, memory);
     ADD_FAILURE() << "nothing was thrown";
@@ -130,9 +130,9 @@ TEST(MorvikMemorySmHardwareTest, LocalSetupOpensTheDeviceFileAndFailsWithoutIt) 
     EXPECT_STREQ(e.context().charPtr(), "opening file");
   }
   // On hardware the feature lies at its offset from the manifest's local range.
-  EXPECT_THAT(Chassis::traces(capture, kSm + "handleLocalMemoryChange() "),
+  EXPECT_THAT(traces.of(kSm + "handleLocalMemoryChange() "),
               ElementsAre("Dma addr 0x10002000 Paddr 0x10002000"));
-  EXPECT_THAT(Chassis::traces(capture, "Unable to open "), ElementsAre("/dev/mem"));
+  EXPECT_THAT(traces.of("Unable to open "), ElementsAre("/dev/mem"));
   EXPECT_FALSE(memory->localMemoryReady());
 }
 

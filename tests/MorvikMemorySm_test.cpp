@@ -8,6 +8,7 @@
 #include "Kel/Exception.h"
 #include "support/AllocCounts.h"
 #include "support/Chassis.h"
+#include "support/Timeline.h"
 
 namespace {
 
@@ -101,15 +102,14 @@ TEST_P(MorvikMemorySmPasses, AResyncOfNChunksTakesNCopierPassesAndTwoToComeToRes
   }
   ASSERT_FALSE(chassis.copiesEqual());
   chassis.traceLevelsIs({9});
-  MorvikTest::TraceCapture capture;
+  MorvikTest::Timeline traces("");
   for (std::size_t i = 0; i < chassis.features(); ++i) chassis.memory(i)->doSync();
   EXPECT_EQ(passes(), most + 2u);
-  const auto chunk = Chassis::traces(capture, "void MorvikLib::MorvikMemory::remoteCopyChunk()");
+  const auto chunk = traces.of("void MorvikLib::MorvikMemory::remoteCopyChunk()");
   EXPECT_EQ(std::count(chunk.begin(), chunk.end(), ""), sum + 2 * machines) << "firings";
   EXPECT_EQ(std::count(chunk.begin(), chunk.end(), "remoteCopyPending = 1"), sum);
   EXPECT_EQ(std::count(chunk.begin(), chunk.end(), "remoteCopyPending = 0"), 2 * machines);
-  EXPECT_EQ(Chassis::traces(capture, kSm + "scheduleClockTimeout()").size(),
-            2 * sum + 2 * machines);
+  EXPECT_EQ(traces.of(kSm + "scheduleClockTimeout()").size(), 2 * sum + 2 * machines);
   EXPECT_TRUE(chassis.copiesEqual());
 }
 

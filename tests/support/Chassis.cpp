@@ -18,7 +18,6 @@
 #include "ostra/OstraReclaim.h"
 #include "ostra/ostra.h"
 #include "support/AllocCounts.h"
-#include "support/Loop.h"
 
 namespace MorvikTest {
 
@@ -159,14 +158,6 @@ const U8* Chassis::view(const char* region, U64& view) {
   return reinterpret_cast<const U8*>(view);
 }
 
-std::size_t Chassis::runUntilRest() {
-  return Kel::activityManager()->runUntilRest();
-}
-
-void Chassis::runUntil(double time) {
-  KelTest::runUntil(time);
-}
-
 void Chassis::envIs(const char* name, const char* value) {
   if (std::none_of(savedEnv_.begin(), savedEnv_.end(),
                    [name](const auto& saved) { return saved.first == name; })) {
@@ -181,14 +172,6 @@ void Chassis::traceLevelsIs(std::initializer_list<int> levels) {
   U32 mask = 0;
   for (int level : levels) mask |= U32{1} << level;
   MorvikLib::traceHandle().levelsIs(mask);
-}
-
-std::vector<std::string> Chassis::traces(const MorvikTest::TraceCapture& capture,
-                                         const std::string& prefix) {
-  std::vector<std::string> found;
-  for (const std::string& text : capture.texts())
-    if (text.rfind(prefix, 0) == 0) found.push_back(text.substr(prefix.size()));
-  return found;
 }
 
 std::vector<U8> Chassis::pattern(std::size_t size, U8 seed) {
