@@ -213,23 +213,6 @@ TEST_F(MorvikAuditCycle, TheVerdictsTestsRunInTheirFixedOrder) {
   }
 }
 
-TEST_F(MorvikAuditCycle, ACorruptedByteIsFoundLoggedAndRepairedThenTheNextCycleMatches) {
-  runThroughTick(1);
-  EXPECT_EQ(verdicts(), Texts{" checksums matches"});
-  corruptPeer(1234);
-  EXPECT_FALSE(chassis_.copiesEqual());
-  runThroughTick(2);
-  EXPECT_EQ(timeline_.of("log "), Texts{kLog.substr(4)});
-  EXPECT_EQ(syncs(), 1);
-  EXPECT_EQ(request_->auditErrorsFixed(), 1u);
-  EXPECT_TRUE(chassis_.copiesEqual());
-  timeline_.clear();
-  runThroughTick(3);
-  EXPECT_EQ(verdicts(), Texts{" checksums matches"});
-  EXPECT_TRUE(timeline_.of("log ").empty());
-  EXPECT_EQ(request_->auditErrorsFixed(), 1u);
-}
-
 // The standby checks its copy at the trigger and answers 30 s later.
 TEST_F(MorvikAuditCycle, AFeatureWriteBetweenTheChecksumAndTheVerdictVoidsTheCycle) {
   standby_->modeIs(StandbyResponder::Mode::late);

@@ -73,7 +73,9 @@ Chassis::~Chassis() {
   if (savedLevels_) MorvikLib::traceHandle().levelsIs(*savedLevels_);
   // Unmapping must find this machine's regions, wherever a test pointed the environment.
   ::setenv("SIMULATION_VMID", vmid_.c_str(), 1);
-  releaseMachines();
+  // The machines first, then the memories (which unmap both sides).
+  machines_.clear();
+  memories_.clear();
   if (remoteView_) ostra_unmap("MorvikRemote", remoteView_, total_);
   if (localView_) ostra_unmap("MorvikLocal", localView_, total_);
   ostra_free("MorvikLocal");
@@ -145,11 +147,6 @@ Kel::Ptr<MorvikLib::MorvikMemorySm> Chassis::newMachine(
     std::size_t i, const Kel::Ptr<MorvikLib::MorvikMemory>& memory) {
   return MorvikLib::morvikMemorySmFactory(Kel::Name(feature(i).name), status_, manifest_, audit_,
                                           auditRequest(i), auditRequests_, memory);
-}
-
-void Chassis::releaseMachines() {
-  machines_.clear();
-  memories_.clear();
 }
 
 const U8* Chassis::view(const char* region, U64& view) {

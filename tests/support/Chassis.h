@@ -59,8 +59,6 @@ class Chassis {
   const Kel::Ptr<Morvik::AuditStatus>& auditStatus(std::size_t i) const { return statuses_.at(i); }
 
   void buildMachines();
-  // The machines first, then the memories (which unmap both sides).
-  void releaseMachines();
   Kel::Ptr<MorvikLib::MorvikMemorySm> newMachine(std::size_t i,
                                                  const Kel::Ptr<MorvikLib::MorvikMemory>& memory);
   const Kel::Ptr<MorvikLib::MorvikMemory>& memory(std::size_t i) const { return memories_.at(i); }
