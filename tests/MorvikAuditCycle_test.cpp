@@ -1,7 +1,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <functional>
 #include <optional>
+#include <random>
 #include <string>
 #include <utility>
 #include <vector>
@@ -12,7 +14,9 @@
 #include "Morvik/Checksum.h"
 #include "MorvikLib/Library.h"
 #include "MorvikLib/MorvikAuditSm.h"
+#include "MorvikLib/MorvikAuditSmReactors.h"
 #include "agents/StandbyResponder.h"
+#include "support/AllocCounts.h"
 #include "support/Chassis.h"
 #include "support/Timeline.h"
 
@@ -23,6 +27,7 @@ using MorvikLib::MorvikAuditSm;
 using MorvikLib::MorvikMemory;
 using MorvikTest::Chassis;
 using Texts = std::vector<std::string>;
+using Times = std::vector<double>;
 
 const std::string kSm = "void MorvikLib::MorvikAuditSm::";
 const std::string kAudit = kSm + "auditMemory()";
@@ -54,16 +59,20 @@ class SyncCounter : public MorvikMemory::Notifiee {
   bool pending_ = false;
 };
 
-// Puts every change of the request into the timeline.
+// Puts every change of the request into the timeline; runs an action when the trigger advances.
 class RequestRecorder : public Morvik::AuditRequest::NotifieeConst {
  public:
   explicit RequestRecorder(MorvikTest::Timeline& timeline) : timeline_(timeline) {}
+  std::function<void()> onTrigger;
   void onActiveChecksum() override { timeline_.add("activeChecksum"); }
   void onActiveChecksumTwosComp() override { timeline_.add("activeChecksumTwosComp"); }
   void onRemoteMemoryVersion() override { timeline_.add("remoteMemoryVersion"); }
   void onRequestId() override { timeline_.add("requestId"); }
   void onAuditErrorsFixed() override { timeline_.add("auditErrorsFixed"); }
-  void onAuditTrigger() override { timeline_.add("auditTrigger"); }
+  void onAuditTrigger() override {
+    timeline_.add("auditTrigger");
+    if (onTrigger) onTrigger();
+  }
 
  private:
   MorvikTest::Timeline& timeline_;
@@ -126,6 +135,41 @@ class MorvikAuditCycle : public testing::Test {
 std::string notReady(U32 requestId, U32 retry) {
   return " standby result not yet ready resultId 0 requestId " + std::to_string(requestId) +
          " retry " + std::to_string(retry) + " interval 60";
+}
+
+TEST_F(MorvikAuditCycle, TheFirstTickComesAfterFiveSecondsThenEveryIntervalAfterTheLastTick) {
+  EXPECT_EQ(timeline_.of(), Texts{kSm + "handleInitialized()"});
+  EXPECT_EQ(sm_->clockReactor()->timeMin(), tickTime(1));
+  Chassis::runUntil(start_ + 200.0);
+  EXPECT_EQ(timeline_.timesOf(kSm + "handleAuditClockTimeout() feature status"),
+            (Times{tickTime(1), tickTime(2), tickTime(3), tickTime(4)}));
+  EXPECT_EQ(sm_->clockReactor()->timeMin(), tickTime(5));
+}
+
+TEST_F(MorvikAuditCycle, ANewAuditStatusRunsTheResyncHandlerOnce) {
+  auto other = Kel::allocate<Morvik::AuditStatus>(Kel::Name("alphaAudit"));
+  sm_->auditStatusIs(other);
+  sm_->auditStatusIs(other);
+  // The memory's ignoreChecksum is still set from its creation.
+  EXPECT_EQ(verdicts(), Texts{kIgnoring});
+  answer_->resyncTriggerInc(1);
+  EXPECT_EQ(verdicts().size(), 1u);
+  other->resyncTriggerInc(1);
+  EXPECT_EQ(verdicts().size(), 2u);
+  sm_->auditStatusDel();
+  other->resyncTriggerInc(1);
+  EXPECT_EQ(verdicts().size(), 2u);
+}
+
+// The first cycle's trigger is the tick's last write; its watcher lets the machine go.
+TEST_F(MorvikAuditCycle, AMachineDroppedInsideItsOwnHandlerGoesWhenTheHandlerReturns) {
+  standby_->modeIs(StandbyResponder::Mode::silent);
+  recorder_->onTrigger = [this] { sm_ = nullptr; };
+  runThroughTick(1);
+  EXPECT_EQ(request_->auditTrigger(), 1u);
+  EXPECT_EQ(KelTest::live<MorvikAuditSm>(), 0);
+  EXPECT_EQ(KelTest::live<MorvikAuditSm::KelClock>(), 0);
+  EXPECT_TRUE(Kel::activityManager()->clock()->idle());
 }
 
 TEST_F(MorvikAuditCycle, ANewCycleWritesTheRequestInOrderWithTheTriggerLast) {
@@ -231,6 +275,43 @@ TEST_F(MorvikAuditCycle, AFeatureWriteBetweenTheChecksumAndTheVerdictVoidsTheCyc
   EXPECT_EQ(syncs(), 1);
   EXPECT_EQ(request_->auditErrorsFixed(), 1u);
   EXPECT_TRUE(chassis_.copiesEqual());
+}
+
+TEST(MorvikAuditHour, SixCorruptionsInAnHourAreEachFoundAndRepairedOnceByTheNextTick) {
+  const Kel::LogHandle& log = MorvikLib::checksumErrorLog();
+  const U64 suppressedBefore = log.suppressed();
+  Chassis::Options options;
+  options.features = {{"alpha", kSize}};
+  options.audit = true;
+  options.start = Chassis::logEpoch();
+  Chassis chassis(options);
+  chassis.traceLevelsIs({});
+  MorvikTest::Timeline timeline("");
+  const MorvikAuditSm* audit = chassis.sm(0)->morvikAuditSm().ptr();
+  const Kel::Ptr<Morvik::AuditRequest> request = chassis.auditRequest(0);
+  StandbyResponder standby(request, chassis.auditStatus(0),
+                           reinterpret_cast<U64>(chassis.remoteBytes()), kSize);
+  std::mt19937 random(20240229);
+  for (U32 minute = 5, fixed = 1; minute < 60; minute += 10, ++fixed) {
+    Chassis::runUntil(options.start + 60.0 * minute);
+    const U32 offset = static_cast<U32>(random() % kSize);
+    U8 byte = static_cast<U8>(chassis.remoteBytes()[offset] ^ (1 + random() % 255));
+    chassis.memory(0)->doWriteRemoteTest(offset, &byte, 1);
+    ASSERT_FALSE(chassis.copiesEqual());
+    Chassis::runUntil(options.start + 60.0 * (minute + 1));
+    EXPECT_EQ(request->auditErrorsFixed(), fixed) << "minute " << minute;
+    EXPECT_TRUE(chassis.copiesEqual());
+  }
+  Chassis::runUntil(options.start + 3600.0);
+  EXPECT_TRUE(chassis.copiesEqual());
+  EXPECT_EQ(request->auditErrorsFixed(), 6u);
+  // Ten minutes apart, beyond the rate limit's window: no log is held back.
+  ASSERT_LT(log.interval(), 600.0);
+  EXPECT_EQ(timeline.of("log "), Texts(6, kLog.substr(4)));
+  EXPECT_EQ(log.suppressed(), suppressedBefore);
+  // The same audit ran all hour, one cycle per tick, and the standby answered every one.
+  EXPECT_EQ(chassis.sm(0)->morvikAuditSm().ptr(), audit);
+  EXPECT_EQ(standby.answersGiven(), 60u);
 }
 
 }  // namespace
