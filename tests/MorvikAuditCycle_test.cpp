@@ -100,23 +100,14 @@ class MorvikAuditCycle : public testing::Test {
     syncs_->isRegisteredNotifieeIs(true);
     recorder_->notifierIs(request_);
     recorder_->isRegisteredNotifieeIs(true);
-    sm_ = newAudit(memory());
+    sm_ = MorvikLib::morvikAuditSmFactory(Kel::Name("alphaAudit"), memory(), chassis_.status(),
+                                          chassis_.manifest(), request_, answer_,
+                                          Kel::activityManager()->clock());
   }
 
-  Kel::Ptr<MorvikAuditSm> newAudit(const Kel::Ptr<MorvikMemory>& memory) {
-    return MorvikLib::morvikAuditSmFactory(Kel::Name("alphaAudit"), memory, chassis_.status(),
-                                           chassis_.manifest(), request_, answer_,
-                                           Kel::activityManager()->clock());
-  }
   const Kel::Ptr<MorvikMemory>& memory() const { return chassis_.memory(0); }
-  U64 local() const { return memory()->localMemory().vaddr(); }
   double tickTime(int n) const { return start_ + 5.0 + 60.0 * (n - 1); }
   void runThroughTick(int n) { Chassis::runUntil(tickTime(n)); }
-  void corruptPeer(U32 offset) {
-    U8 byte = static_cast<U8>(chassis_.remoteBytes()[offset] ^ 0x5a);
-    memory()->doWriteRemoteTest(offset, &byte, 1);
-  }
-  Texts audits() const { return timeline_.of(kAudit); }
   int syncs() const { return static_cast<int>(timeline_.of("doSync").size()); }
   Texts verdicts() const { return timeline_.of(kResync); }
 
@@ -177,7 +168,7 @@ TEST_F(MorvikAuditCycle, ANewCycleWritesTheRequestInOrderWithTheTriggerLast) {
   standby_->modeIs(StandbyResponder::Mode::silent);
   timeline_.clear();
   runThroughTick(1);
-  const U64 expected = Morvik::addToChecksum(0, local(), kSize);
+  const U64 expected = Morvik::addToChecksum(0, memory()->localMemory().vaddr(), kSize);
   EXPECT_EQ(timeline_.of(),
             (Texts{kSm + "handleAuditClockTimeout() feature status", "activeChecksum",
                    "activeChecksumTwosComp", "remoteMemoryVersion", "requestId", "ignoreChecksum 0",
@@ -195,9 +186,10 @@ TEST_F(MorvikAuditCycle, ASilentStandbyIsTracedRetryZeroToFourAndResyncedOnTheFi
   runThroughTick(6);
   const std::string newCycle = " trigger audit on peer resultId 0 requestId ";
   const std::string checksum = " activeChecksum " + std::to_string(request_->activeChecksum());
-  EXPECT_EQ(audits(), (Texts{newCycle + "1" + checksum, notReady(1, 0), notReady(1, 1),
-                             notReady(1, 2), notReady(1, 3), notReady(1, 4),
-                             " retry failed 5 times, now doSync ", newCycle + "2" + checksum}));
+  EXPECT_EQ(timeline_.of(kAudit),
+            (Texts{newCycle + "1" + checksum, notReady(1, 0), notReady(1, 1), notReady(1, 2),
+                   notReady(1, 3), notReady(1, 4), " retry failed 5 times, now doSync ",
+                   newCycle + "2" + checksum}));
   EXPECT_EQ(syncs(), 1);
   // The resync comes before the new cycle's first write.
   const Texts events = timeline_.of();
@@ -262,10 +254,11 @@ TEST_F(MorvikAuditCycle, TheVerdictsTestsRunInTheirFixedOrder) {
 TEST_F(MorvikAuditCycle, AFeatureWriteBetweenTheChecksumAndTheVerdictVoidsTheCycle) {
   standby_->modeIs(StandbyResponder::Mode::late);
   standby_->lateDelayIs(30.0);
-  corruptPeer(77);
+  U8 byte = static_cast<U8>(chassis_.remoteBytes()[77] ^ 0x5a);
+  memory()->doWriteRemoteTest(77, &byte, 1);
   runThroughTick(1);
   Chassis::runUntil(tickTime(1) + 15.0);
-  U8 byte = 0x42;
+  byte = 0x42;
   memory()->doWrite(5000, &byte, 1);
   Chassis::runUntil(tickTime(1) + 30.0);
   EXPECT_EQ(verdicts(), Texts{kIgnoring});
@@ -283,10 +276,8 @@ std::uint64_t auditsMade() {
 }
 
 Chassis::Options audited() {
-  Chassis::Options options;
-  options.features = {{"alpha", kSize}};
+  Chassis::Options options = quietChassis();
   options.audit = true;
-  options.machines = false;
   return options;
 }
 
@@ -393,7 +384,6 @@ TEST(MorvikAuditHour, SixCorruptionsInAnHourAreEachFoundAndRepairedOnceByTheNext
   const U64 suppressedBefore = log.suppressed();
   Chassis::Options options = audited();
   options.machines = true;
-  options.start = Chassis::logEpoch();
   Chassis chassis(options);
   chassis.traceLevelsIs({});
   MorvikTest::Timeline timeline("");
