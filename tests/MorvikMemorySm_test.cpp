@@ -9,7 +9,6 @@
 #include <csignal>
 #include <fstream>
 #include <functional>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -23,6 +22,7 @@
 #include "ostra/ostra.h"
 #include "support/AllocCounts.h"
 #include "support/Chassis.h"
+#include "support/Regions.h"
 #include "support/Timeline.h"
 
 // The library's device mappings reach this mmap64 before the system's, so a test can make the
@@ -260,43 +260,6 @@ TEST(MorvikMemorySmMappingTest, LocalMappingsCarryTheDmaAddressRemoteOnesThePeer
   }
 }
 
-// Local memory at offset 0 of the file, the peer's memory from `remoteBase` on.
-class DeviceFile {
- public:
-  DeviceFile(U64 remoteBase, U64 bytes) : remoteBase(remoteBase) {
-    fd_ = ::mkstemp(path.data());
-    if (fd_ < 0 || ::ftruncate(fd_, static_cast<off_t>(bytes)) != 0)
-      throw std::runtime_error("cannot make the stand-in device file");
-  }
-  ~DeviceFile() {
-    ::close(fd_);
-    ::unlink(path.c_str());
-  }
-  // Local memory as the state machine would have mapped it: read-only primary, writable shadow.
-  void installLocal(MorvikMemory& memory, U64 byteOffset, U32 size) const {
-    memory.setLocal(mapOne(byteOffset, size, PROT_READ), mapOne(byteOffset, size, PROT_WRITE));
-  }
-  std::vector<U8> read(U64 offset, std::size_t size) const {
-    std::vector<U8> bytes(size);
-    if (::pread(fd_, bytes.data(), size, static_cast<off_t>(offset)) != static_cast<ssize_t>(size))
-      throw std::runtime_error("short read");
-    return bytes;
-  }
-
-  const U64 remoteBase;
-  std::string path = "/tmp/morvik-sm-device-XXXXXX";
-
- private:
-  MemoryMapping mapOne(U64 offset, U32 size, int prot) const {
-    void* p = ::mmap(nullptr, size, PROT_READ | (prot & PROT_WRITE), MAP_SHARED, fd_,
-                     static_cast<off_t>(offset));
-    if (p == MAP_FAILED) throw std::runtime_error("cannot map the stand-in device file");
-    return MemoryMapping(Kel::Name("mem"), reinterpret_cast<U64>(p), size, offset, 0);
-  }
-
-  int fd_ = -1;
-};
-
 // Outside simulation, the peer's range in `file`: beta (16 KiB) lies at 8 KiB, local memory at
 // 0x10000000.
 Chassis::Options onHardware() {
@@ -333,13 +296,13 @@ TEST(MorvikMemorySmHardwareTest, LocalSetupOpensTheDeviceFileAndFailsWithoutIt) 
   EXPECT_FALSE(memory->localMemoryReady());
 }
 
-// Beta on hardware: the peer's range in a stand-in device file, local memory mapped from it.
+// Beta on hardware: its local memory and the whole peer's range in a stand-in device file.
 struct BetaOnHardware {
   BetaOnHardware() {
-    leaveSimulation(chassis, device.remoteBase, device.path);
-    device.installLocal(*memory, 8192, 16384);
+    leaveSimulation(chassis, device.remotePaddr(), device.file());
+    device.setLocal(*memory);
   }
-  DeviceFile device{0x40000, 0x40000 + 28672};
+  MorvikTest::Regions device{MorvikTest::Regions::Kind::device, 16384, 28672};
   Chassis chassis{onHardware()};
   Kel::Ptr<MorvikMemory> memory = MorvikLib::morvikMemoryFactory(Kel::Name("beta"));
 };
@@ -353,15 +316,15 @@ TEST(MorvikMemorySmHardwareTest, RemoteMemoryIsMappedThroughTheRangesFileAtThePh
             reinterpret_cast<U8*>(memory->localMemoryWritableShadow().vaddr()));
   auto sm = chassis.newMachine(1, memory);
   const MemoryMapping& remote = memory->remoteMemory();
-  EXPECT_EQ(remote.paddr(), device.remoteBase + 8192);
+  EXPECT_EQ(remote.paddr(), device.remotePaddr() + 8192);
   EXPECT_EQ(remote.version(), 0x7f000000u + 8192);
   EXPECT_EQ(remote.size(), 16384u);
   EXPECT_EQ(memory->remoteMemoryVersion(), 9u);
   Chassis::runUntilRest();
-  EXPECT_EQ(device.read(device.remoteBase + 8192, 16384), bytes);
+  EXPECT_TRUE(std::equal(bytes.begin(), bytes.end(), device.remoteBytes() + 8192));
   std::vector<U8> more = Chassis::pattern(100, 9);
   memory->doWrite(4000, more.data(), 100);
-  EXPECT_EQ(device.read(device.remoteBase + 8192 + 4000, 100), more);
+  EXPECT_TRUE(std::equal(more.begin(), more.end(), device.remoteBytes() + 8192 + 4000));
 }
 
 std::size_t mappingsOf(const std::string& path) {
@@ -376,7 +339,7 @@ std::size_t mappingsOf(const std::string& path) {
 TEST(MorvikMemorySmHardwareTest, AFailedPrimaryMappingLeavesNoShadowBehind) {
   BetaOnHardware beta;
   auto& [device, chassis, memory] = beta;
-  ASSERT_EQ(mappingsOf(device.path), 2u);
+  ASSERT_EQ(mappingsOf(device.file()), 4u) << "the two views and the local pair";
   failingReadOnlyMaps = 1;
   try {
     chassis.newMachine(1, memory);
@@ -385,7 +348,7 @@ TEST(MorvikMemorySmHardwareTest, AFailedPrimaryMappingLeavesNoShadowBehind) {
     EXPECT_STREQ(e.context().charPtr(), "mmaping file");
   }
   EXPECT_EQ(failingReadOnlyMaps, 0);
-  EXPECT_EQ(mappingsOf(device.path), 2u);
+  EXPECT_EQ(mappingsOf(device.file()), 4u);
   EXPECT_EQ(memory->remoteMemory().vaddr(), 0u);
 }
 
