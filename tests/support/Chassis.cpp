@@ -80,6 +80,7 @@ Chassis::~Chassis() {
   if (localView_) ostra_unmap("MorvikLocal", localView_, total_);
   ostra_free("MorvikLocal");
   ostra_free("MorvikRemote");
+  requests_.clear();
   statuses_.clear();
   audit_ = nullptr;
   auditRequests_ = nullptr;
@@ -112,7 +113,8 @@ void Chassis::publishRecords() {
   audit_ = Kel::allocate<Morvik::Audit>(Kel::Name("audit"));
   auditRequests_ = Kel::allocate<Kel::Dir>(Kel::Name("auditRequests"));
   for (std::size_t i = 0; i < features(); ++i) {
-    auditRequests_->entityIs(auditName(i), Kel::allocate<Morvik::AuditRequest>(auditName(i)));
+    requests_.push_back(Kel::allocate<Morvik::AuditRequest>(auditName(i)));
+    auditRequests_->entityIs(auditName(i), requests_.back());
     statuses_.push_back(Kel::allocate<Morvik::AuditStatus>(auditName(i)));
     audit_->auditStatusIs(auditName(i), statuses_.back());
   }
@@ -125,15 +127,6 @@ Kel::Ptr<Morvik::Region const> Chassis::remoteRegion(U64 paddr, U32 size) const 
 
 void Chassis::remoteMemoryIs(bool known) {
   status_->remoteMemoryIs(known ? remoteRegion(remotePaddr_, total_) : nullptr);
-}
-
-Kel::Ptr<Morvik::AuditRequest> Chassis::auditRequest(std::size_t i) const {
-  if (!auditRequests_) return nullptr;
-  auto it = auditRequests_->members().find(auditName(i));
-  return it == auditRequests_->members().end()
-             ? nullptr
-             : Kel::Ptr<Morvik::AuditRequest>(
-                   dynamic_cast<Morvik::AuditRequest*>(it->second.ptr()));
 }
 
 void Chassis::buildMachines() {

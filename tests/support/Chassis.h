@@ -55,7 +55,9 @@ class Chassis {
 
   const Kel::Ptr<Morvik::Audit>& audit() const { return audit_; }
   Kel::Name auditName(std::size_t i) const { return Kel::Name(feature(i).name + "Audit"); }
-  Kel::Ptr<Morvik::AuditRequest> auditRequest(std::size_t i) const;
+  Kel::Ptr<Morvik::AuditRequest> auditRequest(std::size_t i) const {
+    return options_.audit ? requests_.at(i) : nullptr;
+  }
   const Kel::Ptr<Morvik::AuditStatus>& auditStatus(std::size_t i) const { return statuses_.at(i); }
 
   void buildMachines();
@@ -94,6 +96,7 @@ class Chassis {
   Kel::Ptr<Morvik::Manifest> manifest_;
   Kel::Ptr<Morvik::Audit> audit_;
   Kel::Ptr<Kel::Dir> auditRequests_;
+  std::vector<Kel::Ptr<Morvik::AuditRequest>> requests_;
   std::vector<Kel::Ptr<Morvik::AuditStatus>> statuses_;
   std::vector<Kel::Ptr<MorvikLib::MorvikMemory>> memories_;
   std::vector<Kel::Ptr<MorvikLib::MorvikMemorySm>> machines_;
