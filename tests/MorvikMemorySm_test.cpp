@@ -404,15 +404,12 @@ Kel::Ptr<Morvik::FeatureManifest> entry(Chassis& c, const char* name) {
 
 // The pieces an audit is built from; each case leaves out or spoils one.
 struct Parts {
+  explicit Parts(Chassis& c) : memory(c.memory(0)), status(c.status()) {}
   Kel::Ptr<MorvikLib::MorvikMemory> memory;
   Kel::Ptr<Morvik::Status const> status;
   Kel::Ptr<Morvik::AuditRequest> request = Kel::allocate<Morvik::AuditRequest>(Kel::Name("a"));
   Kel::Ptr<Morvik::AuditStatus> answer = Kel::allocate<Morvik::AuditStatus>(Kel::Name("a"));
 };
-
-Parts complete(Chassis& c) {
-  return {c.memory(0), c.status()};
-}
 
 Kel::Ptr<MorvikAuditSm> build(Chassis& c, const Parts& p) {
   return MorvikLib::morvikAuditSmFactory(Kel::Name("alphaAudit"), p.memory, p.status, c.manifest(),
@@ -491,24 +488,24 @@ TEST(MorvikMemorySmDeathTest, EveryBrokenInvariantOfTheMachinesAndTheAuditAborts
        }},
       {"tickWithoutStatus", kRole, true, false,
        [](Chassis& c) {
-         Parts p = complete(c);
+         Parts p(c);
          p.status = nullptr;
          build(c, p)->handleAuditClockTimeout();
        }},
       {"tickInRoleNone", kRole, true, false,
        [](Chassis& c) {
          c.status()->activeSupeIs(Morvik::activeSupeNone);
-         firstTick(c, complete(c));
+         firstTick(c, Parts(c));
        }},
       {"tickWithoutRequest", "auditRequest()" + kAudit, true, false,
        [](Chassis& c) {
-         Parts p = complete(c);
+         Parts p(c);
          p.request = nullptr;
          firstTick(c, p);
        }},
       {"verdictWithoutMemory", "morvikMemory()" + kResync, true, false,
        [](Chassis& c) {
-         Parts p = complete(c);
+         Parts p(c);
          p.memory = nullptr;
          Kel::Ptr<MorvikAuditSm> sm = build(c, p);
          p.answer->resyncTriggerInc(1);
@@ -520,7 +517,7 @@ TEST(MorvikMemorySmDeathTest, EveryBrokenInvariantOfTheMachinesAndTheAuditAborts
        }},
       {"auditWithoutRecords", "!morvikAuditSm()" + kReset, true, false,
        [](Chassis& c) {
-         c.sm(0)->morvikAuditSmIs(build(c, complete(c)));
+         c.sm(0)->morvikAuditSmIs(build(c, Parts(c)));
          c.sm(0)->resetAuditSm(Kel::Name("anyAudit"));
        }},
   };
