@@ -267,10 +267,6 @@ TEST_F(MorvikAuditCycle, AFeatureWriteBetweenTheChecksumAndTheVerdictVoidsTheCyc
   EXPECT_TRUE(chassis_.copiesEqual());
 }
 
-std::uint64_t auditsMade() {
-  return KelTest::made<MorvikAuditSm>();
-}
-
 Chassis::Options audited() {
   Chassis::Options options = quietChassis();
   options.audit = true;
@@ -305,9 +301,9 @@ TEST(MorvikAuditLifecycle, ConstructionMakesTwoAuditsAndKeepsTheSecond) {
   Chassis chassis(audited());
   chassis.traceLevelsIs({8});
   MorvikTest::Timeline traces("");
-  const std::uint64_t before = auditsMade();
+  const std::uint64_t before = KelTest::made<MorvikAuditSm>();
   chassis.buildMachines();
-  EXPECT_EQ(auditsMade() - before, 2u);
+  EXPECT_EQ(KelTest::made<MorvikAuditSm>() - before, 2u);
   EXPECT_EQ(KelTest::live<MorvikAuditSm>(), 1);
   const Kel::Ptr<MorvikAuditSm>& audit = chassis.sm(0)->morvikAuditSm();
   ASSERT_TRUE(audit);
@@ -358,9 +354,9 @@ TEST(MorvikAuditLifecycle, EachChangeKeepsReplacesOrDropsTheAuditAsTheTableSays)
     chassis.buildMachines();
     c.prepare(chassis);
     const MorvikAuditSm* previous = chassis.sm(0)->morvikAuditSm().ptr();
-    const std::uint64_t made = auditsMade();
+    const std::uint64_t made = KelTest::made<MorvikAuditSm>();
     c.change(chassis);
-    EXPECT_EQ(auditsMade() - made, c.made);
+    EXPECT_EQ(KelTest::made<MorvikAuditSm>() - made, c.made);
     const Kel::Ptr<MorvikAuditSm>& audit = chassis.sm(0)->morvikAuditSm();
     EXPECT_EQ(KelTest::live<MorvikAuditSm>(), audit ? 1 : 0) << "the previous one went";
     EXPECT_EQ(c.outcome == kept ? previous != nullptr : c.outcome == replaced,
