@@ -176,20 +176,33 @@ TEST(MorvikMemorySmTest, SteadyWritesAndResyncsAllocateNothing) {
   EXPECT_TRUE(chassis.copiesEqual());
 }
 
-TEST(MorvikMemorySmTest, OnlyRoleTwoKeepsRemoteMemoryAwayAndClearsActiveSupe) {
+// Local mappings carry the DMA address, remote ones the peer's own address as their version.
+TEST(MorvikMemorySmTest, OnlyRoleTwoKeepsRemoteMemoryAwayAndEachMappingCarriesItsAddresses) {
   for (U32 role : {0u, 1u, 2u, 3u, 0x7fffffffu, 0xffffffffu}) {
     SCOPED_TRACE(role);
     const bool active = role != 2;
     Chassis::Options options;
     options.role = static_cast<Morvik::ActiveSupeType>(role);
+    options.peerMemory = 0x123456789000ull;
     Chassis chassis(options);
+    const U64 localPaddr = ostra_alloc_func("MorvikLocal", chassis.total(), "");
+    ASSERT_GT(localPaddr, 0xffffffffull) << "a DMA address must differ from the physical one";
     for (std::size_t i = 0; i < chassis.features(); ++i) {
       const Kel::Ptr<MorvikMemory>& memory = chassis.memory(i);
+      const U64 offset = chassis.byteOffset(i);
       EXPECT_EQ(memory->activeSupe(), active);
       EXPECT_TRUE(memory->localMemoryReady());
+      EXPECT_EQ(memory->localMemorySimPaddr(), localPaddr);
+      for (const MemoryMapping& m : {memory->localMemory(), memory->localMemoryWritableShadow()})
+        EXPECT_EQ(m.paddr(), U64{ostra_pa_to_dma(localPaddr + offset)});
       EXPECT_EQ(memory->remoteMemory().vaddr() != 0, active);
       EXPECT_EQ(memory->remoteMemoryReady(), active);
       EXPECT_EQ(memory->remoteMemoryVersion(), active ? 7u : 0u);
+      for (const MemoryMapping& m :
+           {memory->remoteMemory(), memory->remoteMemoryWritableShadow()}) {
+        EXPECT_EQ(m.paddr(), active ? chassis.remotePaddr() + offset : 0);
+        EXPECT_EQ(m.version(), active ? options.peerMemory + offset : 0);
+      }
     }
   }
 }
@@ -239,25 +252,6 @@ TEST(MorvikMemorySmTest, AnInputReplacedFromInsideItsOwnNotificationIsHeardNoMor
   Chassis::runUntilRest();
   sm->morvikMemoryDel();  // re-runs the local setup, which has nothing to work on
   EXPECT_FALSE(sm->morvikMemory());
-}
-
-TEST(MorvikMemorySmMappingTest, LocalMappingsCarryTheDmaAddressRemoteOnesThePeersOwnAddress) {
-  Chassis::Options options;
-  options.peerMemory = 0x123456789000ull;
-  Chassis chassis(options);
-  const U64 localPaddr = ostra_alloc_func("MorvikLocal", chassis.total(), "");
-  ASSERT_GT(localPaddr, 0xffffffffull) << "a DMA address must differ from the physical one";
-  for (std::size_t i = 0; i < chassis.features(); ++i) {
-    const Kel::Ptr<MorvikMemory>& memory = chassis.memory(i);
-    const U64 offset = chassis.byteOffset(i);
-    EXPECT_EQ(memory->localMemorySimPaddr(), localPaddr);
-    for (const MemoryMapping& m : {memory->localMemory(), memory->localMemoryWritableShadow()})
-      EXPECT_EQ(m.paddr(), U64{ostra_pa_to_dma(localPaddr + offset)});
-    for (const MemoryMapping& m : {memory->remoteMemory(), memory->remoteMemoryWritableShadow()}) {
-      EXPECT_EQ(m.paddr(), chassis.remotePaddr() + offset);
-      EXPECT_EQ(m.version(), options.peerMemory + offset);
-    }
-  }
 }
 
 // Outside simulation, the peer's range in `file`: beta (16 KiB) lies at 8 KiB, local memory at
