@@ -1,7 +1,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdint>
+#include <functional>
 #include <optional>
+#include <random>
 #include <string>
 #include <utility>
 #include <vector>
@@ -12,7 +15,9 @@
 #include "Morvik/Checksum.h"
 #include "MorvikLib/Library.h"
 #include "MorvikLib/MorvikAuditSm.h"
+#include "MorvikLib/MorvikAuditSmReactors.h"
 #include "agents/StandbyResponder.h"
+#include "support/AllocCounts.h"
 #include "support/Chassis.h"
 #include "support/Timeline.h"
 
@@ -23,6 +28,7 @@ using MorvikLib::MorvikAuditSm;
 using MorvikLib::MorvikMemory;
 using MorvikTest::Chassis;
 using Texts = std::vector<std::string>;
+using Times = std::vector<double>;
 
 const std::string kSm = "void MorvikLib::MorvikAuditSm::";
 const std::string kAudit = kSm + "auditMemory()";
@@ -54,16 +60,20 @@ class SyncCounter : public MorvikMemory::Notifiee {
   bool pending_ = false;
 };
 
-// Puts every change of the request into the timeline.
+// Puts every change of the request into the timeline; runs an action when the trigger advances.
 class RequestRecorder : public Morvik::AuditRequest::NotifieeConst {
  public:
   explicit RequestRecorder(MorvikTest::Timeline& timeline) : timeline_(timeline) {}
+  std::function<void()> onTrigger;
   void onActiveChecksum() override { timeline_.add("activeChecksum"); }
   void onActiveChecksumTwosComp() override { timeline_.add("activeChecksumTwosComp"); }
   void onRemoteMemoryVersion() override { timeline_.add("remoteMemoryVersion"); }
   void onRequestId() override { timeline_.add("requestId"); }
   void onAuditErrorsFixed() override { timeline_.add("auditErrorsFixed"); }
-  void onAuditTrigger() override { timeline_.add("auditTrigger"); }
+  void onAuditTrigger() override {
+    timeline_.add("auditTrigger");
+    if (onTrigger) onTrigger();
+  }
 
  private:
   MorvikTest::Timeline& timeline_;
@@ -90,23 +100,14 @@ class MorvikAuditCycle : public testing::Test {
     syncs_->isRegisteredNotifieeIs(true);
     recorder_->notifierIs(request_);
     recorder_->isRegisteredNotifieeIs(true);
-    sm_ = newAudit(memory());
+    sm_ = MorvikLib::morvikAuditSmFactory(Kel::Name("alphaAudit"), memory(), chassis_.status(),
+                                          chassis_.manifest(), request_, answer_,
+                                          Kel::activityManager()->clock());
   }
 
-  Kel::Ptr<MorvikAuditSm> newAudit(const Kel::Ptr<MorvikMemory>& memory) {
-    return MorvikLib::morvikAuditSmFactory(Kel::Name("alphaAudit"), memory, chassis_.status(),
-                                           chassis_.manifest(), request_, answer_,
-                                           Kel::activityManager()->clock());
-  }
   const Kel::Ptr<MorvikMemory>& memory() const { return chassis_.memory(0); }
-  U64 local() const { return memory()->localMemory().vaddr(); }
   double tickTime(int n) const { return start_ + 5.0 + 60.0 * (n - 1); }
   void runThroughTick(int n) { Chassis::runUntil(tickTime(n)); }
-  void corruptPeer(U32 offset) {
-    U8 byte = static_cast<U8>(chassis_.remoteBytes()[offset] ^ 0x5a);
-    memory()->doWriteRemoteTest(offset, &byte, 1);
-  }
-  Texts audits() const { return timeline_.of(kAudit); }
   int syncs() const { return static_cast<int>(timeline_.of("doSync").size()); }
   Texts verdicts() const { return timeline_.of(kResync); }
 
@@ -128,11 +129,46 @@ std::string notReady(U32 requestId, U32 retry) {
          " retry " + std::to_string(retry) + " interval 60";
 }
 
+TEST_F(MorvikAuditCycle, TheFirstTickComesAfterFiveSecondsThenEveryIntervalAfterTheLastTick) {
+  EXPECT_EQ(timeline_.of(), Texts{kSm + "handleInitialized()"});
+  EXPECT_EQ(sm_->clockReactor()->timeMin(), tickTime(1));
+  Chassis::runUntil(start_ + 200.0);
+  EXPECT_EQ(timeline_.timesOf(kSm + "handleAuditClockTimeout() feature status"),
+            (Times{tickTime(1), tickTime(2), tickTime(3), tickTime(4)}));
+  EXPECT_EQ(sm_->clockReactor()->timeMin(), tickTime(5));
+}
+
+TEST_F(MorvikAuditCycle, ANewAuditStatusRunsTheResyncHandlerOnce) {
+  auto other = Kel::allocate<Morvik::AuditStatus>(Kel::Name("alphaAudit"));
+  sm_->auditStatusIs(other);
+  sm_->auditStatusIs(other);
+  // The memory's ignoreChecksum is still set from its creation.
+  EXPECT_EQ(verdicts(), Texts{kIgnoring});
+  answer_->resyncTriggerInc(1);
+  EXPECT_EQ(verdicts().size(), 1u);
+  other->resyncTriggerInc(1);
+  EXPECT_EQ(verdicts().size(), 2u);
+  sm_->auditStatusDel();
+  other->resyncTriggerInc(1);
+  EXPECT_EQ(verdicts().size(), 2u);
+}
+
+// The first cycle's trigger is the tick's last write; its watcher lets the machine go.
+TEST_F(MorvikAuditCycle, AMachineDroppedInsideItsOwnHandlerGoesWhenTheHandlerReturns) {
+  standby_->modeIs(StandbyResponder::Mode::silent);
+  recorder_->onTrigger = [this] { sm_ = nullptr; };
+  runThroughTick(1);
+  EXPECT_EQ(request_->auditTrigger(), 1u);
+  EXPECT_EQ(KelTest::live<MorvikAuditSm>(), 0);
+  EXPECT_EQ(KelTest::live<MorvikAuditSm::KelClock>(), 0);
+  EXPECT_TRUE(Kel::activityManager()->clock()->idle());
+}
+
 TEST_F(MorvikAuditCycle, ANewCycleWritesTheRequestInOrderWithTheTriggerLast) {
   standby_->modeIs(StandbyResponder::Mode::silent);
   timeline_.clear();
   runThroughTick(1);
-  const U64 expected = Morvik::addToChecksum(0, local(), kSize);
+  const U64 expected = Morvik::addToChecksum(0, memory()->localMemory().vaddr(), kSize);
   EXPECT_EQ(timeline_.of(),
             (Texts{kSm + "handleAuditClockTimeout() feature status", "activeChecksum",
                    "activeChecksumTwosComp", "remoteMemoryVersion", "requestId", "ignoreChecksum 0",
@@ -143,16 +179,17 @@ TEST_F(MorvikAuditCycle, ANewCycleWritesTheRequestInOrderWithTheTriggerLast) {
   EXPECT_EQ(request_->remoteMemoryVersion(), 7u);
 }
 
-TEST_F(MorvikAuditCycle, ASilentStandbyIsTracedRetryZeroToFourAndResyncedOnTheFifthTick) {
+TEST_F(MorvikAuditCycle, ASilentStandbyIsResyncedOnTheFifthRetryAndNeverWithAMaximumOfZero) {
   standby_->modeIs(StandbyResponder::Mode::silent);
   runThroughTick(5);
   EXPECT_EQ(syncs(), 0);
   runThroughTick(6);
   const std::string newCycle = " trigger audit on peer resultId 0 requestId ";
   const std::string checksum = " activeChecksum " + std::to_string(request_->activeChecksum());
-  EXPECT_EQ(audits(), (Texts{newCycle + "1" + checksum, notReady(1, 0), notReady(1, 1),
-                             notReady(1, 2), notReady(1, 3), notReady(1, 4),
-                             " retry failed 5 times, now doSync ", newCycle + "2" + checksum}));
+  EXPECT_EQ(timeline_.of(kAudit),
+            (Texts{newCycle + "1" + checksum, notReady(1, 0), notReady(1, 1), notReady(1, 2),
+                   notReady(1, 3), notReady(1, 4), " retry failed 5 times, now doSync ",
+                   newCycle + "2" + checksum}));
   EXPECT_EQ(syncs(), 1);
   // The resync comes before the new cycle's first write.
   const Texts events = timeline_.of();
@@ -161,15 +198,11 @@ TEST_F(MorvikAuditCycle, ASilentStandbyIsTracedRetryZeroToFourAndResyncedOnTheFi
   EXPECT_EQ(sm_->resultRetryCount(), 0u);
   EXPECT_FALSE(memory()->remoteCopyPending()) << "the copier rewrote the copy within the tick";
   EXPECT_TRUE(timeline_.of("log ").empty());
-}
-
-// A maximum of 0 never matches a count that has just grown.
-TEST_F(MorvikAuditCycle, AMaximumOfZeroNeverResyncs) {
-  standby_->modeIs(StandbyResponder::Mode::silent);
+  // A maximum of 0 never matches a count that has just grown.
   sm_->resultRetryCountMaxIs(0);
-  runThroughTick(12);
-  EXPECT_EQ(request_->requestId(), 1u);
-  EXPECT_EQ(syncs(), 0);
+  runThroughTick(17);
+  EXPECT_EQ(request_->requestId(), 2u);
+  EXPECT_EQ(syncs(), 1);
   EXPECT_EQ(sm_->resultRetryCount(), 11u);
 }
 
@@ -213,31 +246,15 @@ TEST_F(MorvikAuditCycle, TheVerdictsTestsRunInTheirFixedOrder) {
   }
 }
 
-TEST_F(MorvikAuditCycle, ACorruptedByteIsFoundLoggedAndRepairedThenTheNextCycleMatches) {
-  runThroughTick(1);
-  EXPECT_EQ(verdicts(), Texts{" checksums matches"});
-  corruptPeer(1234);
-  EXPECT_FALSE(chassis_.copiesEqual());
-  runThroughTick(2);
-  EXPECT_EQ(timeline_.of("log "), Texts{kLog.substr(4)});
-  EXPECT_EQ(syncs(), 1);
-  EXPECT_EQ(request_->auditErrorsFixed(), 1u);
-  EXPECT_TRUE(chassis_.copiesEqual());
-  timeline_.clear();
-  runThroughTick(3);
-  EXPECT_EQ(verdicts(), Texts{" checksums matches"});
-  EXPECT_TRUE(timeline_.of("log ").empty());
-  EXPECT_EQ(request_->auditErrorsFixed(), 1u);
-}
-
 // The standby checks its copy at the trigger and answers 30 s later.
 TEST_F(MorvikAuditCycle, AFeatureWriteBetweenTheChecksumAndTheVerdictVoidsTheCycle) {
   standby_->modeIs(StandbyResponder::Mode::late);
   standby_->lateDelayIs(30.0);
-  corruptPeer(77);
+  U8 byte = static_cast<U8>(chassis_.remoteBytes()[77] ^ 0x5a);
+  memory()->doWriteRemoteTest(77, &byte, 1);
   runThroughTick(1);
   Chassis::runUntil(tickTime(1) + 15.0);
-  U8 byte = 0x42;
+  byte = 0x42;
   memory()->doWrite(5000, &byte, 1);
   Chassis::runUntil(tickTime(1) + 30.0);
   EXPECT_EQ(verdicts(), Texts{kIgnoring});
@@ -248,6 +265,145 @@ TEST_F(MorvikAuditCycle, AFeatureWriteBetweenTheChecksumAndTheVerdictVoidsTheCyc
   EXPECT_EQ(syncs(), 1);
   EXPECT_EQ(request_->auditErrorsFixed(), 1u);
   EXPECT_TRUE(chassis_.copiesEqual());
+}
+
+Chassis::Options audited() {
+  Chassis::Options options = quietChassis();
+  options.audit = true;
+  return options;
+}
+
+void role(Chassis& c, U32 r) {
+  c.status()->activeSupeIs(static_cast<Morvik::ActiveSupeType>(r));
+}
+void entry(Chassis& c, const Kel::Name& name) {
+  c.audit()->auditStatusIs(name, Kel::allocate<Morvik::AuditStatus>(name));
+}
+
+using Step = void (*)(Chassis&);
+const Step none = [](Chassis&) {};
+const Step role0 = [](Chassis& c) { role(c, 0); };
+const Step role1 = [](Chassis& c) { role(c, 1); };
+const Step role2 = [](Chassis& c) { role(c, 2); };
+const Step role7 = [](Chassis& c) { role(c, 7); };
+const Step standbyThenActive = [](Chassis& c) { role(c, 2), role(c, 1); };
+const Step remoteAway = [](Chassis& c) { c.remoteMemoryIs(false); };
+const Step remoteUnknown = [](Chassis& c) {
+  c.status()->remoteMemoryIs(c.remoteRegion(0, c.total()));
+};
+const Step remoteAgain = [](Chassis& c) { c.remoteMemoryIs(true); };
+const Step freshEntry = [](Chassis& c) { entry(c, c.auditName(0)); };
+const Step otherEntry = [](Chassis& c) { entry(c, Kel::Name("otherAudit")); };
+const Step entryGone = [](Chassis& c) { c.audit()->auditStatusDel(c.auditName(0)); };
+const Step featureTrigger = [](Chassis& c) { c.status()->featureAuditTriggerIs(1); };
+
+TEST(MorvikAuditLifecycle, ConstructionMakesTwoAuditsAndKeepsTheSecond) {
+  Chassis chassis(audited());
+  chassis.traceLevelsIs({8});
+  MorvikTest::Timeline traces("");
+  const std::uint64_t before = KelTest::made<MorvikAuditSm>();
+  chassis.buildMachines();
+  EXPECT_EQ(KelTest::made<MorvikAuditSm>() - before, 2u);
+  EXPECT_EQ(KelTest::live<MorvikAuditSm>(), 1);
+  const Kel::Ptr<MorvikAuditSm>& audit = chassis.sm(0)->morvikAuditSm();
+  ASSERT_TRUE(audit);
+  EXPECT_EQ(audit->auditStatus(), chassis.auditStatus(0));
+  // The first role evaluation finds no remote memory yet; the remapping and the second role
+  // evaluation each make one.
+  const std::string asked = " name alpha triggerName alphaAudit morvikAudit audit activeSupe 1";
+  const std::string found = " name alpha auditName alphaAudit auditStatus alphaAudit";
+  EXPECT_EQ(traces.of("void MorvikLib::MorvikMemorySm::resetAuditSm(Kel::Name)"),
+            (Texts{asked, asked, found, asked, found}));
+}
+
+enum Outcome { dropped, kept, replaced };
+
+TEST(MorvikAuditLifecycle, EachChangeKeepsReplacesOrDropsTheAuditAsTheTableSays) {
+  const struct {
+    const char* name;
+    Step prepare, change;
+    Outcome outcome;
+    std::uint64_t made;  // audits made by the change
+  } cases[] = {
+      {"roleNone", none, role0, dropped, 0},
+      {"roleStandby", none, role2, replaced, 1},
+      {"anyOtherRole", none, role7, replaced, 1},
+      {"twoRoleChanges", none, standbyThenActive, replaced, 2},
+      {"sameRole", none, role1, kept, 0},
+      {"roleBackFromNone", role0, role1, replaced, 1},
+      {"remoteAway", none, remoteAway, dropped, 0},
+      {"remoteUnknown", none, remoteUnknown, dropped, 0},
+      {"remoteRepublished", none, remoteAgain, replaced, 1},
+      {"remoteBack", remoteAway, remoteAgain, replaced, 1},
+      {"roleWhileRemoteAway", remoteAway, role2, dropped, 0},
+      // A standby does not look at remote memory, and leaves the audit as it is.
+      {"remoteChangeOnAStandby", role2, remoteAway, kept, 0},
+      {"otherEntry", none, otherEntry, kept, 0},
+      {"otherEntryWithoutAudit", entryGone, otherEntry, kept, 0},
+      {"entryReplaced", none, freshEntry, replaced, 1},
+      {"entryGone", none, entryGone, dropped, 0},
+      {"entryBack", entryGone, freshEntry, replaced, 1},
+      // Role 0 is tested before the entry's name.
+      {"entryChangeInRoleNone", role0, freshEntry, dropped, 0},
+      {"otherEntryInRoleNone", role0, otherEntry, dropped, 0},
+      {"featureTrigger", none, featureTrigger, kept, 0},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    Chassis chassis(audited());
+    chassis.buildMachines();
+    c.prepare(chassis);
+    const MorvikAuditSm* previous = chassis.sm(0)->morvikAuditSm().ptr();
+    const std::uint64_t made = KelTest::made<MorvikAuditSm>();
+    c.change(chassis);
+    EXPECT_EQ(KelTest::made<MorvikAuditSm>() - made, c.made);
+    const Kel::Ptr<MorvikAuditSm>& audit = chassis.sm(0)->morvikAuditSm();
+    EXPECT_EQ(KelTest::live<MorvikAuditSm>(), audit ? 1 : 0) << "the previous one went";
+    EXPECT_EQ(c.outcome == kept ? previous != nullptr : c.outcome == replaced,
+              static_cast<bool>(audit));
+    // Made while the previous one lived, a new one is another object.
+    if (c.outcome == kept || c.made == 1) {
+      EXPECT_EQ(c.outcome == kept, audit.ptr() == previous);
+    }
+    if (audit) {
+      EXPECT_EQ(audit->auditStatus(), chassis.audit()->auditStatus(chassis.auditName(0)));
+    }
+  }
+}
+
+TEST(MorvikAuditHour, SixCorruptionsInAnHourAreEachFoundAndRepairedOnceByTheNextTick) {
+  const Kel::LogHandle& log = MorvikLib::checksumErrorLog();
+  const U64 suppressedBefore = log.suppressed();
+  Chassis::Options options = audited();
+  options.machines = true;
+  Chassis chassis(options);
+  chassis.traceLevelsIs({});
+  MorvikTest::Timeline timeline("");
+  const MorvikAuditSm* audit = chassis.sm(0)->morvikAuditSm().ptr();
+  const Kel::Ptr<Morvik::AuditRequest> request = chassis.auditRequest(0);
+  StandbyResponder standby(request, chassis.auditStatus(0),
+                           reinterpret_cast<U64>(chassis.remoteBytes()), kSize);
+  std::mt19937 random(20240229);
+  for (U32 minute = 5, fixed = 1; minute < 60; minute += 10, ++fixed) {
+    Chassis::runUntil(options.start + 60.0 * minute);
+    const U32 offset = static_cast<U32>(random() % kSize);
+    U8 byte = static_cast<U8>(chassis.remoteBytes()[offset] ^ (1 + random() % 255));
+    chassis.memory(0)->doWriteRemoteTest(offset, &byte, 1);
+    ASSERT_FALSE(chassis.copiesEqual());
+    Chassis::runUntil(options.start + 60.0 * (minute + 1));
+    EXPECT_EQ(request->auditErrorsFixed(), fixed) << "minute " << minute;
+    EXPECT_TRUE(chassis.copiesEqual());
+  }
+  Chassis::runUntil(options.start + 3600.0);
+  EXPECT_TRUE(chassis.copiesEqual());
+  EXPECT_EQ(request->auditErrorsFixed(), 6u);
+  // Ten minutes apart, beyond the rate limit's window: no log is held back.
+  ASSERT_LT(log.interval(), 600.0);
+  EXPECT_EQ(timeline.of("log "), Texts(6, kLog.substr(4)));
+  EXPECT_EQ(log.suppressed(), suppressedBefore);
+  // The same audit ran all hour, one cycle per tick, and the standby answered every one.
+  EXPECT_EQ(chassis.sm(0)->morvikAuditSm().ptr(), audit);
+  EXPECT_EQ(standby.answersGiven(), 60u);
 }
 
 }  // namespace

@@ -1,19 +1,53 @@
+#include <dlfcn.h>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <csignal>
+#include <fstream>
 #include <functional>
+#include <string>
+#include <vector>
 
 #include "Kel/ActivityManager.h"
 #include "Kel/Allocate.h"
 #include "Kel/Exception.h"
+#include "Kel/System.h"
+#include "Morvik/FeatureManifest.h"
+#include "MorvikLib/MorvikAuditSm.h"
+#include "MorvikLib/MorvikMemorySm.h"
+#include "ostra/ostra.h"
 #include "support/AllocCounts.h"
 #include "support/Chassis.h"
-#include "support/HeapCount.h"
+#include "support/Regions.h"
+#include "support/Timeline.h"
+
+// The library's device mappings reach this mmap64 before the system's, so a test can make the
+// next read-only ones fail.
+int failingReadOnlyMaps = 0;
+
+extern "C" void* mmap64(void* addr, size_t length, int prot, int flags, int fd,
+                        off64_t offset) noexcept {
+  using Mmap = void* (*)(void*, size_t, int, int, int, off64_t);
+  static const auto next = reinterpret_cast<Mmap>(::dlsym(RTLD_NEXT, "mmap64"));
+  if (prot == PROT_READ && failingReadOnlyMaps > 0) {
+    --failingReadOnlyMaps;
+    errno = ENOMEM;
+    return MAP_FAILED;
+  }
+  return next(addr, length, prot, flags, fd, offset);
+}
 
 namespace {
 
+using MorvikLib::MemoryMapping;
+using MorvikLib::MorvikAuditSm;
 using MorvikLib::MorvikMemory;
 using MorvikTest::Chassis;
+using testing::ElementsAre;
 
 constexpr U32 kChunk = 4096;
 const std::string kSm = "void MorvikLib::MorvikMemorySm::";
@@ -102,15 +136,14 @@ TEST_P(MorvikMemorySmPasses, AResyncOfNChunksTakesNCopierPassesAndTwoToComeToRes
   }
   ASSERT_FALSE(chassis.copiesEqual());
   chassis.traceLevelsIs({9});
-  MorvikTest::TraceCapture capture;
+  MorvikTest::Timeline traces("");
   for (std::size_t i = 0; i < chassis.features(); ++i) chassis.memory(i)->doSync();
   EXPECT_EQ(passes(), most + 2u);
-  const auto chunk = Chassis::traces(capture, "void MorvikLib::MorvikMemory::remoteCopyChunk()");
+  const auto chunk = traces.of("void MorvikLib::MorvikMemory::remoteCopyChunk()");
   EXPECT_EQ(std::count(chunk.begin(), chunk.end(), ""), sum + 2 * machines) << "firings";
   EXPECT_EQ(std::count(chunk.begin(), chunk.end(), "remoteCopyPending = 1"), sum);
   EXPECT_EQ(std::count(chunk.begin(), chunk.end(), "remoteCopyPending = 0"), 2 * machines);
-  EXPECT_EQ(Chassis::traces(capture, kSm + "scheduleClockTimeout()").size(),
-            2 * sum + 2 * machines);
+  EXPECT_EQ(traces.of(kSm + "scheduleClockTimeout()").size(), 2 * sum + 2 * machines);
   EXPECT_TRUE(chassis.copiesEqual());
 }
 
@@ -137,30 +170,39 @@ TEST(MorvikMemorySmTest, SteadyWritesAndResyncsAllocateNothing) {
     Chassis::runUntilRest();
   };
   writeAndResync();
-  std::uint64_t allocations = 0;
-  {
-    MorvikTest::HeapCount count;
-    for (int round = 0; round < 3; ++round) writeAndResync();
-    allocations = count.allocations();
-  }
-  EXPECT_EQ(allocations, 0u);
+  const std::uint64_t before = KelTest::heapAllocations();
+  for (int round = 0; round < 3; ++round) writeAndResync();
+  EXPECT_EQ(KelTest::heapAllocations() - before, 0u);
   EXPECT_TRUE(chassis.copiesEqual());
 }
 
-TEST(MorvikMemorySmTest, OnlyRoleTwoKeepsRemoteMemoryAwayAndClearsActiveSupe) {
+// Local mappings carry the DMA address, remote ones the peer's own address as their version.
+TEST(MorvikMemorySmTest, OnlyRoleTwoKeepsRemoteMemoryAwayAndEachMappingCarriesItsAddresses) {
   for (U32 role : {0u, 1u, 2u, 3u, 0x7fffffffu, 0xffffffffu}) {
     SCOPED_TRACE(role);
     const bool active = role != 2;
     Chassis::Options options;
     options.role = static_cast<Morvik::ActiveSupeType>(role);
+    options.peerMemory = 0x123456789000ull;
     Chassis chassis(options);
+    const U64 localPaddr = ostra_alloc_func("MorvikLocal", chassis.total(), "");
+    ASSERT_GT(localPaddr, 0xffffffffull) << "a DMA address must differ from the physical one";
     for (std::size_t i = 0; i < chassis.features(); ++i) {
       const Kel::Ptr<MorvikMemory>& memory = chassis.memory(i);
+      const U64 offset = chassis.byteOffset(i);
       EXPECT_EQ(memory->activeSupe(), active);
       EXPECT_TRUE(memory->localMemoryReady());
+      EXPECT_EQ(memory->localMemorySimPaddr(), localPaddr);
+      for (const MemoryMapping& m : {memory->localMemory(), memory->localMemoryWritableShadow()})
+        EXPECT_EQ(m.paddr(), U64{ostra_pa_to_dma(localPaddr + offset)});
       EXPECT_EQ(memory->remoteMemory().vaddr() != 0, active);
       EXPECT_EQ(memory->remoteMemoryReady(), active);
       EXPECT_EQ(memory->remoteMemoryVersion(), active ? 7u : 0u);
+      for (const MemoryMapping& m :
+           {memory->remoteMemory(), memory->remoteMemoryWritableShadow()}) {
+        EXPECT_EQ(m.paddr(), active ? chassis.remotePaddr() + offset : 0);
+        EXPECT_EQ(m.version(), active ? options.peerMemory + offset : 0);
+      }
     }
   }
 }
@@ -175,10 +217,6 @@ TEST(MorvikMemorySmTest, TheEnvironmentIsReadAtTheMomentOfUse) {
   chassis.envIs("SIMULATION_VMID", nullptr);
   chassis.remoteMemoryIs(true);
   EXPECT_EQ(memory->remoteMemory().vaddr(), 0u);
-  if (::access("/dev/mem", F_OK) != 0) {
-    auto fresh = MorvikLib::morvikMemoryFactory(Kel::Name("alpha"));
-    EXPECT_THROW(chassis.newMachine(0, fresh), Kel::ErrnoException) << "the hardware path";
-  }
   chassis.envIs("SIMULATION_VMID", chassis.vmid().c_str());
   chassis.remoteMemoryIs(true);
   EXPECT_NE(memory->remoteMemory().vaddr(), 0u);
@@ -214,12 +252,277 @@ TEST(MorvikMemorySmTest, AnInputReplacedFromInsideItsOwnNotificationIsHeardNoMor
   Chassis::runUntilRest();
   sm->morvikMemoryDel();  // re-runs the local setup, which has nothing to work on
   EXPECT_FALSE(sm->morvikMemory());
-  chassis.releaseMachines();
-  first = nullptr;
-  hook = nullptr;
-  other = nullptr;
-  old = nullptr;
-  replacement = nullptr;
+}
+
+// Outside simulation, the peer's range in `file`: beta (16 KiB) lies at 8 KiB, local memory at
+// 0x10000000.
+Chassis::Options onHardware() {
+  Chassis::Options options;
+  options.remoteKnown = false;
+  options.machines = false;
+  return options;
+}
+
+void leaveSimulation(Chassis& chassis, U64 remoteBase, const std::string& file) {
+  chassis.envIs("SIMULATION_VMID", nullptr);
+  chassis.status()->remoteMemoryIs(
+      Kel::allocate<Morvik::Region>(Kel::Name("remoteMemory"), Morvik::PhysicalAddress(remoteBase),
+                                    chassis.total(), 9, Kel::String(file)));
+}
+
+TEST(MorvikMemorySmHardwareTest, LocalSetupOpensTheDeviceFileAndFailsWithoutIt) {
+  if (::access("/dev/mem", F_OK) == 0) GTEST_SKIP() << "a real /dev/mem is never mapped here";
+  Chassis chassis(onHardware());
+  leaveSimulation(chassis, 0x100000, "/nonexistent");
+  auto memory = MorvikLib::morvikMemoryFactory(Kel::Name("beta"));
+  chassis.traceLevelsIs({0});
+  MorvikTest::Timeline traces("");
+  try {
+    chassis.newMachine(1, memory);
+    ADD_FAILURE() << "nothing was thrown";
+  } catch (const Kel::ErrnoException& e) {
+    EXPECT_STREQ(e.context().charPtr(), "opening file");
+  }
+  // On hardware the feature lies at its offset from the manifest's local range.
+  EXPECT_THAT(traces.of(kSm + "handleLocalMemoryChange() "),
+              ElementsAre("Dma addr 0x10002000 Paddr 0x10002000"));
+  EXPECT_THAT(traces.of("Unable to open "), ElementsAre("/dev/mem"));
+  EXPECT_FALSE(memory->localMemoryReady());
+}
+
+// Beta on hardware: its local memory and the whole peer's range in a stand-in device file.
+struct BetaOnHardware {
+  BetaOnHardware() {
+    leaveSimulation(chassis, device.remotePaddr(), device.file());
+    device.setLocal(*memory);
+  }
+  MorvikTest::Regions device{MorvikTest::Regions::Kind::device, 16384, 28672};
+  Chassis chassis{onHardware()};
+  Kel::Ptr<MorvikMemory> memory = MorvikLib::morvikMemoryFactory(Kel::Name("beta"));
+};
+
+TEST(MorvikMemorySmHardwareTest, RemoteMemoryIsMappedThroughTheRangesFileAtThePhysicalAddress) {
+  BetaOnHardware beta;
+  auto& [device, chassis, memory] = beta;
+  // Local bytes that never went through the library: only the resync can carry them over.
+  std::vector<U8> bytes = Chassis::pattern(16384, 3);
+  std::copy(bytes.begin(), bytes.end(),
+            reinterpret_cast<U8*>(memory->localMemoryWritableShadow().vaddr()));
+  auto sm = chassis.newMachine(1, memory);
+  const MemoryMapping& remote = memory->remoteMemory();
+  EXPECT_EQ(remote.paddr(), device.remotePaddr() + 8192);
+  EXPECT_EQ(remote.version(), 0x7f000000u + 8192);
+  EXPECT_EQ(remote.size(), 16384u);
+  EXPECT_EQ(memory->remoteMemoryVersion(), 9u);
+  Chassis::runUntilRest();
+  EXPECT_TRUE(std::equal(bytes.begin(), bytes.end(), device.remoteBytes() + 8192));
+  std::vector<U8> more = Chassis::pattern(100, 9);
+  memory->doWrite(4000, more.data(), 100);
+  EXPECT_TRUE(std::equal(more.begin(), more.end(), device.remoteBytes() + 8192 + 4000));
+}
+
+std::size_t mappingsOf(const std::string& path) {
+  std::ifstream maps("/proc/self/maps");
+  std::size_t found = 0;
+  for (std::string line; std::getline(maps, line);) found += line.ends_with(" " + path);
+  return found;
+}
+
+// The writable shadow is mapped before the read-only primary; a primary that cannot be mapped
+// takes the shadow with it.
+TEST(MorvikMemorySmHardwareTest, AFailedPrimaryMappingLeavesNoShadowBehind) {
+  BetaOnHardware beta;
+  auto& [device, chassis, memory] = beta;
+  ASSERT_EQ(mappingsOf(device.file()), 4u) << "the two views and the local pair";
+  failingReadOnlyMaps = 1;
+  try {
+    chassis.newMachine(1, memory);
+    ADD_FAILURE() << "nothing was thrown";
+  } catch (const Kel::ErrnoException& e) {
+    EXPECT_STREQ(e.context().charPtr(), "mmaping file");
+  }
+  EXPECT_EQ(failingReadOnlyMaps, 0);
+  EXPECT_EQ(mappingsOf(device.file()), 4u);
+  EXPECT_EQ(memory->remoteMemory().vaddr(), 0u);
+}
+
+// A store into a read-only page: killed by SIGSEGV, or, under AddressSanitizer, reported as a SEGV
+// and ended with a failing exit.
+bool faulted(int status) {
+  return (WIFSIGNALED(status) && WTERMSIG(status) == SIGSEGV) ||
+         (WIFEXITED(status) && WEXITSTATUS(status) != 0);
+}
+
+TEST(MorvikMemorySmWriteAccessTest, AReadOnlyPageStopsTheLibrarysOwnStoresAndOnlyThatPage) {
+  Chassis chassis;
+  Chassis::runUntilRest();
+  const Kel::Ptr<MorvikMemory>& memory = chassis.memory(1);
+  const auto page = static_cast<U32>(::sysconf(_SC_PAGESIZE));
+  // Writes a few bytes at `offset` of beta and tells whether they arrived locally.
+  auto writes = [&](U32 offset) {
+    std::vector<U8> bytes = Chassis::pattern(16, static_cast<U8>(offset));
+    memory->doWrite(offset, bytes.data(), 16);
+    return std::equal(bytes.begin(), bytes.end(), chassis.localBytes() + 8192 + offset);
+  };
+  const U64 local = memory->localMemory().vaddr() + page;
+  const auto faultText = testing::AnyOf(testing::IsEmpty(), testing::HasSubstr("SEGV"));
+  chassis.sm(1)->setWriteAccess(local, page, PROT_READ);
+  EXPECT_EXIT(writes(page + 10), faulted, faultText);
+  EXPECT_TRUE(writes(page - 16)) << "the page before";
+  EXPECT_TRUE(writes(2 * page)) << "the page after";
+  chassis.sm(1)->setWriteAccess(local, page, PROT_READ | PROT_WRITE);
+  EXPECT_TRUE(writes(page + 10));
+  Chassis::runUntilRest();
+  EXPECT_TRUE(chassis.copiesEqual());
+}
+
+const std::string kInitialized = "\n  in " + kSm + "handleInitialized()";
+const std::string kLocal = "\n  in " + kSm + "handleLocalMemoryChange()";
+const std::string kRemote = "\n  in " + kSm + "handleRemoteMemoryChange()";
+const std::string kAccess = "\n  in " + kSm + "setWriteAccess(const U64&, U32, int)";
+
+// Maps remote memory again while unsetRemote runs: the only way it can still be mapped after.
+class Remapper : public MorvikMemory::Notifiee {
+ public:
+  void onRemoteMemoryReady() override {
+    auto* memory =
+        const_cast<MorvikMemory*>(static_cast<const MorvikMemory*>(notifierEntity().ptr()));
+    if (!memory->remoteMemoryReady())
+      memory->remoteMemoryIs(MorvikLib::MemoryMapping(Kel::Name("mem"), 0x1000, 4096, 0, 0));
+  }
+};
+
+Kel::Ptr<Morvik::FeatureManifest> entry(Chassis& c, const char* name) {
+  return c.manifest()->manifest(Kel::Name(name));
+}
+
+// The pieces an audit is built from; each case leaves out or spoils one.
+struct Parts {
+  explicit Parts(Chassis& c) : memory(c.memory(0)), status(c.status()) {}
+  Kel::Ptr<MorvikLib::MorvikMemory> memory;
+  Kel::Ptr<Morvik::Status const> status;
+  Kel::Ptr<Morvik::AuditRequest> request = Kel::allocate<Morvik::AuditRequest>(Kel::Name("a"));
+  Kel::Ptr<Morvik::AuditStatus> answer = Kel::allocate<Morvik::AuditStatus>(Kel::Name("a"));
+};
+
+Kel::Ptr<MorvikAuditSm> build(Chassis& c, const Parts& p) {
+  return MorvikLib::morvikAuditSmFactory(Kel::Name("alphaAudit"), p.memory, p.status, c.manifest(),
+                                         p.request, p.answer, Kel::activityManager()->clock());
+}
+
+void firstTick(Chassis& c, const Parts& p) {
+  Kel::Ptr<MorvikAuditSm> sm = build(c, p);
+  Chassis::runUntil(Kel::System::currentTime() + 5.0);
+}
+
+const std::string kTick = "\n  in void MorvikLib::MorvikAuditSm::handleAuditClockTimeout()";
+const std::string kAudit = "\n  in void MorvikLib::MorvikAuditSm::auditMemory()";
+const std::string kResync = "\n  in void MorvikLib::MorvikAuditSm::handleAuditResync()";
+const std::string kReset = "\n  in " + kSm + "resetAuditSm(Kel::Name)";
+const std::string kRole = "morvikStatus()->activeSupe()" + kTick;
+
+struct DeathCase {
+  const char* name;
+  std::string text;
+  bool machines, audit;                 // the chassis's options
+  std::function<void(Chassis&)> fatal;  // runs in the child and must end it
+};
+
+TEST(MorvikMemorySmDeathTest, EveryBrokenInvariantOfTheMachinesAndTheAuditAbortsWithItsText) {
+  const DeathCase cases[] = {
+      {"audit without a request", "!morvikAudit() == !morvikAuditRequest()" + kInitialized, true,
+       true,
+       [](Chassis& c) {
+         MorvikLib::morvikMemorySmFactory(Kel::Name("alpha"), c.status(), c.manifest(), c.audit(),
+                                          nullptr, nullptr, c.memory(0));
+       }},
+      {"a feature one byte past the whole", "byteOffset + size <= morvikTotal" + kLocal, false,
+       false,
+       [](Chassis& c) {
+         entry(c, "gamma")->byteOffsetIs(c.byteOffset(2) + 1);
+         c.buildMachines();
+       }},
+      {"a simulated base set before mapping", "morvikMemory()->localMemorySimPaddr() == 0" + kLocal,
+       false, false,
+       [](Chassis& c) {
+         auto memory = MorvikLib::morvikMemoryFactory(Kel::Name("beta"));
+         memory->localMemorySimPaddrIs(0x100000000ull);
+         c.newMachine(1, memory);
+       }},
+      {"another agent's smaller local region", "localPaddr" + kLocal, false, false,
+       [](Chassis& c) {
+         ostra_alloc_func("MorvikLocal", c.total() - 4096, "otherAgent");
+         c.buildMachines();
+       }},
+      {"a mapping put back while it is taken down",
+       "morvikMemory()->remoteMemory().vaddr() == 0" + kRemote, true, false,
+       [](Chassis& c) {
+         auto remapper = Kel::allocate<Remapper>();
+         remapper->notifierIs(c.memory(1));
+         remapper->isRegisteredNotifieeIs(true);
+         c.remoteMemoryIs(true);
+       }},
+      {"a range one byte short",
+       "byteOffset + sizeW <= morvikStatus()->remoteMemory()->size()" + kRemote, true, false,
+       [](Chassis& c) {
+         c.status()->remoteMemoryIs(c.remoteRegion(c.remotePaddr(), c.total() - 1));
+       }},
+      // 0xfffff000 + 0x2000 wraps to 0x1000 in 32 bits, which would fit.
+      {"a feature whose end overflows 32 bits",
+       "byteOffset + sizeW <= morvikStatus()->remoteMemory()->size()" + kRemote, true, false,
+       [](Chassis& c) {
+         Chassis::runUntilRest();
+         entry(c, "gamma")->byteOffsetIs(0xfffff000ull);
+         entry(c, "gamma")->sizeIs(0x2000);
+         c.status()->remoteMemoryIs(c.remoteRegion(c.remotePaddr(), 0xffffffffu));
+       }},
+      {"an unaligned protection change", "rval == 0" + kAccess, true, false,
+       [](Chassis& c) {
+         c.sm(1)->setWriteAccess(c.memory(1)->localMemory().vaddr() + 1, 4096, PROT_READ);
+       }},
+      {"tickWithoutStatus", kRole, true, false,
+       [](Chassis& c) {
+         Parts p(c);
+         p.status = nullptr;
+         build(c, p)->handleAuditClockTimeout();
+       }},
+      {"tickInRoleNone", kRole, true, false,
+       [](Chassis& c) {
+         c.status()->activeSupeIs(Morvik::activeSupeNone);
+         firstTick(c, Parts(c));
+       }},
+      {"tickWithoutRequest", "auditRequest()" + kAudit, true, false,
+       [](Chassis& c) {
+         Parts p(c);
+         p.request = nullptr;
+         firstTick(c, p);
+       }},
+      {"verdictWithoutMemory", "morvikMemory()" + kResync, true, false,
+       [](Chassis& c) {
+         Parts p(c);
+         p.memory = nullptr;
+         Kel::Ptr<MorvikAuditSm> sm = build(c, p);
+         p.answer->resyncTriggerInc(1);
+       }},
+      {"auditRecordDroppedUnderAnAudit", "!morvikAuditSm()" + kReset, true, true,
+       [](Chassis& c) {
+         c.sm(0)->morvikAuditDel();
+         c.sm(0)->resetAuditSm(c.auditName(0));
+       }},
+      {"auditWithoutRecords", "!morvikAuditSm()" + kReset, true, false,
+       [](Chassis& c) {
+         c.sm(0)->morvikAuditSmIs(build(c, Parts(c)));
+         c.sm(0)->resetAuditSm(Kel::Name("anyAudit"));
+       }},
+  };
+  for (const DeathCase& c : cases) {
+    SCOPED_TRACE(c.name);
+    Chassis::Options options;
+    options.machines = c.machines;
+    options.audit = c.audit;
+    Chassis chassis(options);
+    EXPECT_DEATH(c.fatal(chassis), testing::HasSubstr("Assertion failed: " + c.text));
+  }
 }
 
 }  // namespace

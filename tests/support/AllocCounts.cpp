@@ -1,10 +1,34 @@
 #include "support/AllocCounts.h"
 
+#include <atomic>
+#include <cstdlib>
 #include <map>
 #include <mutex>
+#include <new>
 #include <typeindex>
 
 #include "Kel/Allocate.h"
+
+namespace {
+std::atomic<std::uint64_t> heapAllocationCount{0};
+}  // namespace
+
+// The replaceable allocation functions, on malloc and free so that every other form (arrays, the
+// sanitizers' own) stays paired with its counterpart. Not inlined: the compiler would take the free
+// of this file's own map nodes for a mismatch.
+void* operator new(std::size_t size) {
+  heapAllocationCount.fetch_add(1, std::memory_order_relaxed);
+  if (void* memory = std::malloc(size ? size : 1)) return memory;
+  throw std::bad_alloc();
+}
+
+[[gnu::noinline]] void operator delete(void* memory) noexcept {
+  std::free(memory);
+}
+
+[[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept {
+  std::free(memory);
+}
 
 namespace KelTest {
 
@@ -60,6 +84,10 @@ std::int64_t totalLive() {
 
 std::uint64_t made(const std::type_info& type) {
   return books.of(type).made;
+}
+
+std::uint64_t heapAllocations() {
+  return heapAllocationCount.load();
 }
 
 }  // namespace KelTest

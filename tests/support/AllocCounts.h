@@ -4,8 +4,9 @@
 #include <cstdint>
 #include <typeinfo>
 
-// The books the framework's allocation tracker keeps for the test programs: how many counted
-// objects of each type were made and how many of them are alive.
+// The books the test programs keep: how many objects of each type the framework's allocation
+// tracker counted as made and how many of them are alive, and how many heap allocations
+// (operator new, on any thread) were made.
 namespace KelTest {
 
 std::int64_t live(const std::type_info& type);
@@ -20,6 +21,9 @@ template <class T>
 std::uint64_t made() {
   return made(typeid(T));
 }
+
+// Since the program started: a test takes the difference over what it measures.
+std::uint64_t heapAllocations();
 
 }  // namespace KelTest
 

@@ -18,7 +18,6 @@
 #include "ostra/OstraReclaim.h"
 #include "ostra/ostra.h"
 #include "support/AllocCounts.h"
-#include "support/Loop.h"
 
 namespace MorvikTest {
 
@@ -74,11 +73,14 @@ Chassis::~Chassis() {
   if (savedLevels_) MorvikLib::traceHandle().levelsIs(*savedLevels_);
   // Unmapping must find this machine's regions, wherever a test pointed the environment.
   ::setenv("SIMULATION_VMID", vmid_.c_str(), 1);
-  releaseMachines();
+  // The machines first, then the memories (which unmap both sides).
+  machines_.clear();
+  memories_.clear();
   if (remoteView_) ostra_unmap("MorvikRemote", remoteView_, total_);
   if (localView_) ostra_unmap("MorvikLocal", localView_, total_);
   ostra_free("MorvikLocal");
   ostra_free("MorvikRemote");
+  requests_.clear();
   statuses_.clear();
   audit_ = nullptr;
   auditRequests_ = nullptr;
@@ -111,7 +113,8 @@ void Chassis::publishRecords() {
   audit_ = Kel::allocate<Morvik::Audit>(Kel::Name("audit"));
   auditRequests_ = Kel::allocate<Kel::Dir>(Kel::Name("auditRequests"));
   for (std::size_t i = 0; i < features(); ++i) {
-    auditRequests_->entityIs(auditName(i), Kel::allocate<Morvik::AuditRequest>(auditName(i)));
+    requests_.push_back(Kel::allocate<Morvik::AuditRequest>(auditName(i)));
+    auditRequests_->entityIs(auditName(i), requests_.back());
     statuses_.push_back(Kel::allocate<Morvik::AuditStatus>(auditName(i)));
     audit_->auditStatusIs(auditName(i), statuses_.back());
   }
@@ -124,15 +127,6 @@ Kel::Ptr<Morvik::Region const> Chassis::remoteRegion(U64 paddr, U32 size) const 
 
 void Chassis::remoteMemoryIs(bool known) {
   status_->remoteMemoryIs(known ? remoteRegion(remotePaddr_, total_) : nullptr);
-}
-
-Kel::Ptr<Morvik::AuditRequest> Chassis::auditRequest(std::size_t i) const {
-  if (!auditRequests_) return nullptr;
-  auto it = auditRequests_->members().find(auditName(i));
-  return it == auditRequests_->members().end()
-             ? nullptr
-             : Kel::Ptr<Morvik::AuditRequest>(
-                   dynamic_cast<Morvik::AuditRequest*>(it->second.ptr()));
 }
 
 void Chassis::buildMachines() {
@@ -148,23 +142,10 @@ Kel::Ptr<MorvikLib::MorvikMemorySm> Chassis::newMachine(
                                           auditRequest(i), auditRequests_, memory);
 }
 
-void Chassis::releaseMachines() {
-  machines_.clear();
-  memories_.clear();
-}
-
 const U8* Chassis::view(const char* region, U64& view) {
   if (!view) view = ostra_map(region, 0, 0, total_);
   if (!view) throw std::runtime_error(std::string("cannot map ") + region);
   return reinterpret_cast<const U8*>(view);
-}
-
-std::size_t Chassis::runUntilRest() {
-  return Kel::activityManager()->runUntilRest();
-}
-
-void Chassis::runUntil(double time) {
-  KelTest::runUntil(time);
 }
 
 void Chassis::envIs(const char* name, const char* value) {
@@ -181,14 +162,6 @@ void Chassis::traceLevelsIs(std::initializer_list<int> levels) {
   U32 mask = 0;
   for (int level : levels) mask |= U32{1} << level;
   MorvikLib::traceHandle().levelsIs(mask);
-}
-
-std::vector<std::string> Chassis::traces(const MorvikTest::TraceCapture& capture,
-                                         const std::string& prefix) {
-  std::vector<std::string> found;
-  for (const std::string& text : capture.texts())
-    if (text.rfind(prefix, 0) == 0) found.push_back(text.substr(prefix.size()));
-  return found;
 }
 
 std::vector<U8> Chassis::pattern(std::size_t size, U8 seed) {

@@ -9,10 +9,11 @@
 #include <utility>
 #include <vector>
 
+#include "Kel/ActivityManager.h"
 #include "Kel/Dir.h"
 #include "Kel/Types.h"
 #include "MorvikLib/MorvikMemorySm.h"
-#include "support/Capture.h"
+#include "support/Loop.h"
 
 namespace MorvikTest {
 
@@ -54,12 +55,12 @@ class Chassis {
 
   const Kel::Ptr<Morvik::Audit>& audit() const { return audit_; }
   Kel::Name auditName(std::size_t i) const { return Kel::Name(feature(i).name + "Audit"); }
-  Kel::Ptr<Morvik::AuditRequest> auditRequest(std::size_t i) const;
+  Kel::Ptr<Morvik::AuditRequest> auditRequest(std::size_t i) const {
+    return options_.audit ? requests_.at(i) : nullptr;
+  }
   const Kel::Ptr<Morvik::AuditStatus>& auditStatus(std::size_t i) const { return statuses_.at(i); }
 
   void buildMachines();
-  // The machines first, then the memories (which unmap both sides).
-  void releaseMachines();
   Kel::Ptr<MorvikLib::MorvikMemorySm> newMachine(std::size_t i,
                                                  const Kel::Ptr<MorvikLib::MorvikMemory>& memory);
   const Kel::Ptr<MorvikLib::MorvikMemory>& memory(std::size_t i) const { return memories_.at(i); }
@@ -70,14 +71,11 @@ class Chassis {
   const U8* localBytes() { return view("MorvikLocal", localView_); }
   bool copiesEqual() { return std::equal(localBytes(), localBytes() + total_, remoteBytes()); }
 
-  static std::size_t runUntilRest();
-  static void runUntil(double time);
+  static std::size_t runUntilRest() { return Kel::activityManager()->runUntilRest(); }
+  static void runUntil(double time) { KelTest::runUntil(time); }
   // Both last until the chassis goes; a null value unsets the variable.
   void envIs(const char* name, const char* value);
   void traceLevelsIs(std::initializer_list<int> levels);
-  // The captured lines that begin with prefix, the prefix taken off.
-  static std::vector<std::string> traces(const MorvikTest::TraceCapture& capture,
-                                         const std::string& prefix);
   static std::vector<U8> pattern(std::size_t size, U8 seed);
   // A start time past every rate-limit window the library's log handle has opened so far.
   static double logEpoch();
@@ -98,6 +96,7 @@ class Chassis {
   Kel::Ptr<Morvik::Manifest> manifest_;
   Kel::Ptr<Morvik::Audit> audit_;
   Kel::Ptr<Kel::Dir> auditRequests_;
+  std::vector<Kel::Ptr<Morvik::AuditRequest>> requests_;
   std::vector<Kel::Ptr<Morvik::AuditStatus>> statuses_;
   std::vector<Kel::Ptr<MorvikLib::MorvikMemory>> memories_;
   std::vector<Kel::Ptr<MorvikLib::MorvikMemorySm>> machines_;

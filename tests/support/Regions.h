@@ -30,6 +30,9 @@ class Regions {
   Regions& operator=(const Regions&) = delete;
 
   const std::string& vmid() const { return vmid_; }
+  // The stand-in device file and where the remote range begins in it.
+  const std::string& file() const { return file_; }
+  U64 remotePaddr() const { return paddr_[1]; }
   MappedPair mapLocal() const { return {mapOne(false, false), mapOne(false, true)}; }
   MappedPair mapRemote() const { return {mapOne(true, false), mapOne(true, true)}; }
   // Maps one side and installs it, as the state machine does.
