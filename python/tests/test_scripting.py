@@ -13,11 +13,9 @@ def test_mapping_compares_prints_and_parses():
     assert a == mapping() and a != b and a < b and not b < a and b >= a
     assert not morvik.new(MAP, "", 0, 0, 0, 0) and mapping("", 0, 0, 0, 1) and mapping("x", 0, 0, 0, 0)
     top = mapping("q'", 2**64 - 1, 2**32 - 1, 2**64 - 1, 2**64 - 1)
-    assert repr(top) == ("Value('MorvikLib::MemoryMapping', ** {'name': 'q\\'', "
-                         "'vaddr': 18446744073709551615, 'size': 4294967295, "
-                         "'paddr': 18446744073709551615, 'version': 18446744073709551615})")
+    # The C++ tests check the text form itself; here the extremes survive the way through Python.
     assert morvik.fromStrRep(MAP, repr(top)) == top
-    assert [top.name, top.size] == ["q'", 2**32 - 1]
+    assert [top.name, top.vaddr, top.size] == ["q'", 2**64 - 1, 2**32 - 1]
 
 
 def test_a_set_goes_through_the_setter_and_notifies_once():
