@@ -9,6 +9,15 @@ import morvik
 SIZE = 16384
 
 
+def outside_simulation(call):
+    """Calls call() with SIMULATION_VMID unset, as on hardware."""
+    vmid = os.environ.pop("SIMULATION_VMID")
+    try:
+        call()
+    finally:
+        os.environ["SIMULATION_VMID"] = vmid
+
+
 def chassis(requests=None):
     """The README's chassis, with an audit: both regions mapped through the state machine."""
     m = morvik

@@ -135,14 +135,11 @@ class Batch:
 
     def op_nosim(self, target, index, picks, exact):
         """A memory entity's function outside simulation (nothing that could map /dev/mem)."""
+        from conftest import outside_simulation
         memories = self.memories()
-        if not memories:
-            return
-        vmid = os.environ.pop("SIMULATION_VMID")
-        try:
-            self.use(target, index, picks, exact, ("function",), only=memories)
-        finally:
-            os.environ["SIMULATION_VMID"] = vmid
+        if memories:
+            outside_simulation(lambda: self.use(target, index, picks, exact, ("function",),
+                                                only=memories))
 
     def op_set(self, target, index, picks, exact):
         return self.use(target, index, picks, exact, ("settable",))
