@@ -13,6 +13,7 @@ property holds when the child ends normally, every refusal having been a morvik.
     surface_fuzz.py --batch [--unchecked]                 one batch, operations as JSON on stdin
 """
 import argparse
+import contextlib
 import ctypes
 import json
 import math
@@ -67,10 +68,7 @@ def main():
     args = parser.parse_args()
     if args.batch:
         batch = Batch(json.load(sys.stdin))
-        if args.unchecked:
-            with batch.morvik.unchecked():
-                batch.run()
-        else:
+        with batch.morvik.unchecked() if args.unchecked else contextlib.nullcontext():
             batch.run()
         return 0
     from hypothesis import given, seed, settings, HealthCheck
@@ -105,22 +103,11 @@ class Batch:
         self.pool = self.machine()
 
     def machine(self):
-        m, size = self.morvik, 16384
-        peer = m.dmaRegionAlloc("MorvikRemote", size)
-        manifest = m.new("Morvik::Manifest", "manifest")
-        manifest.manifest["demo"] = m.new("Morvik::FeatureManifest", "demo", size, 0)
-        status = m.new("Morvik::Status", "status")
-        status.activeSupe = 1
-        status.remoteMemory = m.new("Morvik::Region", "remoteMemory", peer, size, 1, "MorvikRemote")
-        audit, request = m.new("Morvik::Audit", "audit"), m.new("Morvik::AuditRequest", "demo")
-        audit.auditStatus["demo"] = m.new("Morvik::AuditStatus", "demo")
-        requests = m.new("Kel::Dir", "requests")
-        mem = m.new("MorvikLib::MorvikMemory", "demo")
-        sm = m.new("MorvikLib::MorvikMemorySm", "demo", status, manifest, audit, request, requests,
-                   mem)
-        return [mem, sm, sm.morvikAuditSm, status, manifest, audit, request, requests,
-                audit.auditStatus["demo"], m.activityClock(), m.new("MorvikLib::MemoryMapping", "",
-                                                                   0, 0, 0, 0)]
+        from conftest import chassis
+        c = chassis(self.morvik.new("Kel::Dir", "requests"))
+        return [c.mem, c.sm, c.sm.morvikAuditSm, c.status, c.manifest, c.audit, c.request,
+                c.requests, c.audit.auditStatus["demo"], self.morvik.activityClock(),
+                self.morvik.new("MorvikLib::MemoryMapping", "", 0, 0, 0, 0)]
 
     def run(self):
         for i, op in enumerate(self.ops):
@@ -148,14 +135,11 @@ class Batch:
 
     def op_nosim(self, target, index, picks, exact):
         """A memory entity's function outside simulation (nothing that could map /dev/mem)."""
+        from conftest import outside_simulation
         memories = self.memories()
-        if not memories:
-            return
-        vmid = os.environ.pop("SIMULATION_VMID")
-        try:
-            self.use(target, index, picks, exact, ("function",), only=memories)
-        finally:
-            os.environ["SIMULATION_VMID"] = vmid
+        if memories:
+            outside_simulation(lambda: self.use(target, index, picks, exact, ("function",),
+                                                only=memories))
 
     def op_set(self, target, index, picks, exact):
         return self.use(target, index, picks, exact, ("settable",))

@@ -8,7 +8,7 @@ import sys
 import pytest
 
 import morvik
-from conftest import SIZE
+from conftest import SIZE, outside_simulation
 
 MAP = "MorvikLib::MemoryMapping"
 SM = "MorvikLib::MorvikMemorySm"
@@ -22,14 +22,6 @@ def buf(size=16):
 
 
 buf.alive = []
-
-
-def outside_simulation(call):
-    vmid = os.environ.pop("SIMULATION_VMID")
-    try:
-        call()
-    finally:
-        os.environ["SIMULATION_VMID"] = vmid
 
 
 def held_audit_with_role_0(c):
