@@ -61,7 +61,7 @@ class GenericIfTest : public KelTest::LeakCheckedTest {
 };
 
 // Registering a type again replaces its node in place; objects compare by identity.
-TEST_F(GenericIfTest, RegistryReplacesAndRemovesTypesByNameAndMakesObjects) {
+TEST_F(GenericIfTest, RegistryReplacesAndRemovesTypesByNameAndMakesObjectsThatRefuseMisuse) {
   EXPECT_EQ(Kel::typeNode("Test::Thing"), nullptr);
   Kel::typeNodeIs(thingType());
   const Kel::GenericType* first = Kel::typeNode("Test::Thing");
@@ -78,6 +78,24 @@ TEST_F(GenericIfTest, RegistryReplacesAndRemovesTypesByNameAndMakesObjects) {
   EXPECT_FALSE(GenericIf::empty(a));
   EXPECT_TRUE(GenericIf::empty(GenericValue()));
   EXPECT_EQ(GenericIf::strRep(a), Kel::String("<Test::Thing 'a'>"));
+  // Refusals that no library type reaches; the rest are checked through the library's own types.
+  MorvikTest::expectRefused<Kel::TypeException>({
+      {[&] {
+         GenericIf::call(a, "add", {u64(1), u64(2), u64(3)});
+       },
+       "Test::Thing.add: expected 2 arguments (U32 a, U64 b), got 3"},
+      {[&] {
+         GenericIf::call(a, "add", {u64(1), GenericValue()});
+       },
+       "Test::Thing.add: argument 2 (U64 b): expected U64, got None"},
+  });
+  MorvikTest::expectRefused<Kel::OpNotSupportedException>({
+      {[&] { GenericIf::call(a, "name", {}); },
+       "Test::Thing.name: not a function, call is not supported"},
+      {[&] { GenericIf::member(a, "name", u64(1)); },
+       "Test::Thing.name: not a keyed attribute, member operations are not supported"},
+      {[&] { GenericIf::watch(a, nullptr); }, "Test::Thing: watching is not supported"},
+  });
   Kel::typeNodeDel("Test::Thing");
   EXPECT_EQ(Kel::typeNode("Test::Thing"), nullptr);
 }
@@ -124,29 +142,6 @@ TEST_F(GenericIfTest, ConversionsFollowTheDeclaredType) {
       EXPECT_EQ(converted->describe(), *c.result);
     }
   }
-}
-
-// Refusals that no library type reaches; the rest are checked through the library's own types.
-TEST_F(GenericIfTest, RefusesTooManyArgumentsAndOperationsTheAttributeDoesNotOffer) {
-  Kel::typeNodeIs(thingType());
-  GenericValue a = GenericIf::genericIfFromCtorArgs("Test::Thing", {text("a")});
-  MorvikTest::expectRefused<Kel::TypeException>({
-      {[&] {
-         GenericIf::call(a, "add", {u64(1), u64(2), u64(3)});
-       },
-       "Test::Thing.add: expected 2 arguments (U32 a, U64 b), got 3"},
-      {[&] {
-         GenericIf::call(a, "add", {u64(1), GenericValue()});
-       },
-       "Test::Thing.add: argument 2 (U64 b): expected U64, got None"},
-  });
-  MorvikTest::expectRefused<Kel::OpNotSupportedException>({
-      {[&] { GenericIf::call(a, "name", {}); },
-       "Test::Thing.name: not a function, call is not supported"},
-      {[&] { GenericIf::member(a, "name", u64(1)); },
-       "Test::Thing.name: not a keyed attribute, member operations are not supported"},
-      {[&] { GenericIf::watch(a, nullptr); }, "Test::Thing: watching is not supported"},
-  });
 }
 
 }  // namespace

@@ -73,7 +73,7 @@ TEST_F(MorvikGenericTest, TypesAreRegisteredInLoadOrder) {
                                                "MorvikLib::MorvikAuditSm", kMap}));
 }
 
-TEST_F(MorvikGenericTest, ValueAndEntityOfferTheirAttributesInDeclaredOrder) {
+TEST_F(MorvikGenericTest, EachTypeOffersItsAttributesAndConstructorArgumentsInDeclaredOrder) {
   EXPECT_EQ(described(kMap),
             (std::vector<std::string>{"name:Kel::Name:r", "vaddr:U64:r", "size:U32:r",
                                       "paddr:U64:r", "version:U64:r"}));
@@ -134,9 +134,6 @@ TEST_F(MorvikGenericTest, ValueAndEntityOfferTheirAttributesInDeclaredOrder) {
   EXPECT_EQ(described(kMem), expected);
   EXPECT_EQ(Kel::GenericAttribute::argList(GenericIf::type(kMem).constructorArgs()),
             "Kel::Name name");
-}
-
-TEST_F(MorvikGenericTest, StateMachinesOfferTheirAttributesAndConstructorArguments) {
   EXPECT_EQ(names("MorvikLib::MorvikMemorySm"),
             (std::vector<std::string>{"name",
                                       "morvikStatus",
@@ -219,7 +216,6 @@ TEST_F(MorvikMemoryGenericTest, SetsMembersAndCallsGoThroughTheEntityAndTheWatch
   GenericIf::memberIs(mem_, "replicationStatusBitmap", u64(1), u64(0x81));
   GenericIf::call(mem_, "replicationStatusIs", {u64(0), GenericValue::of(true)});
   EXPECT_EQ(GenericIf::member(mem_, "replicationStatusBitmap", u64(1)).describe(), "U8 129");
-  EXPECT_TRUE(GenericIf::member(mem_, "replicationStatusBitmap", u64(2)).isNull());
   auto all = GenericIf::members(mem_, "replicationStatusBitmap");
   ASSERT_EQ(all.size(), 2u);
   // From a key: that member and every one after it in the map's own order.
@@ -228,7 +224,6 @@ TEST_F(MorvikMemoryGenericTest, SetsMembersAndCallsGoThroughTheEntityAndTheWatch
   ASSERT_EQ(tail.size(), 1u);
   EXPECT_EQ(tail[0].first.describe(), from.describe());
   GenericIf::memberDel(mem_, "replicationStatusBitmap", u64(1));
-  EXPECT_EQ(GenericIf::members(mem_, "replicationStatusBitmap").size(), 1u);
   EXPECT_EQ(GenericIf::call(mem_, "replicationStatus", {u64(100)}).describe(), "bool true");
   memory().activeSupeIs(true);
   memory().remoteMemoryChangedGenIdInc(1);
