@@ -114,15 +114,12 @@ TEST_F(MorvikMemoryDataTest, EachOperationChangesTheRightCopiesAndFlags) {
   EXPECT_TRUE(marks([&] { memory_->doWrite(0, back.data(), 0); })) << "even of nothing";
   EXPECT_FALSE(marks([&] { memory_->doRead_py(kSize - 300, addressOf(back.data()), 300); }));
   EXPECT_EQ(back, bytes);
-  EXPECT_TRUE(marks([&] { memory_->doSet(500, 418, 33); }));  // the low byte, both copies
-  EXPECT_TRUE(mirrored(500, 34) && remoteAt(532, 2) == (std::vector<U8>{0xA2, 0}));
-  scribble(0, 128, 11);  // the source differs from the peer's copy
+  // Which bytes a set or a copy changes, in which copy, is checked against the model.
+  EXPECT_TRUE(marks([&] { memory_->doSet(500, 418, 33); }));
   EXPECT_TRUE(marks([&] { memory_->doCopy(6000, 0, 128); }));
-  EXPECT_EQ(remoteAt(6000, 128), localAt(0, 128));
-  EXPECT_TRUE(remoteZero(0, 128)) << "the source range is not mirrored";
   // A whole chunk at the start of remote memory is allowed, for remoteSet and the test write.
   EXPECT_FALSE(marks([&] { memory_->remoteSet(0, 0x3FF, 4096); }));
-  EXPECT_TRUE(remoteAt(4095, 2) == (std::vector<U8>{0xFF, 0}) && localAt(0, 1) == pattern(1, 11));
+  EXPECT_TRUE(remoteAt(4095, 2) == (std::vector<U8>{0xFF, 0}) && !mirrored(0, 4096));
   EXPECT_FALSE(marks([&] { memory_->doWriteRemoteTest_py(4096, addressOf(theirs.data()), 4096); }));
   ::setenv("SIMULATION_VMID", "", 1);  // read at each call; an empty value counts
   memory_->doReadRemoteTest_py(4096, addressOf(back.data()), 300);
