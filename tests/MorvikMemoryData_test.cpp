@@ -127,6 +127,19 @@ TEST_F(MorvikMemoryDataTest, EachOperationChangesTheRightCopiesAndFlags) {
   EXPECT_EQ(back, std::vector<U8>(theirs.begin(), theirs.begin() + 300));
   EXPECT_TRUE(marks([&] { memory_->doWriteLocalTest_py(0, addressOf(theirs.data()), 16); }));
   EXPECT_TRUE(localAt(0, 16) == pattern(16, 2) && remoteAt(0, 1) == std::vector<U8>{0xFF});
+  // Stores go through the writable shadow of whichever region holds the destination.
+  const U64 remoteShadow = memory_->remoteMemoryWritableShadow().vaddr();
+  EXPECT_EQ(memory_->getShadow(remote() + kSize - 1, 1), remoteShadow + kSize - 1);
+  EXPECT_EQ(memory_->getShadow(local(), kSize), memory_->localMemoryWritableShadow().vaddr());
+  EXPECT_EQ(memory_->getShadow(~U64{0}, 1), ~U64{0}) << "outside both: the address itself";
+  Kel::Ptr<MorvikMemory> bare = MorvikLib::morvikMemoryFactory("bare");
+  EXPECT_EQ(bare->getShadow(local(), 1), local()) << "nothing mapped: every address is its own";
+  scribble(1024, 256, 8);
+  // Remote destination, source read in place through local memory's read-only mapping.
+  EXPECT_FALSE(marks([&] { memory_->protectedMemoryCopy(remote() + 2048, local() + 1024, 256); }));
+  EXPECT_EQ(remoteAt(2048, 256), localAt(1024, 256));
+  EXPECT_FALSE(marks([&] { memory_->protectedMemorySet(local() + 7, 0x1FE, 3); }));
+  EXPECT_EQ(localAt(7, 4), (std::vector<U8>{0xFE, 0xFE, 0xFE, localAt(10, 1)[0]}));
   EXPECT_THAT(watcher_->pending, IsEmpty());
 }
 
@@ -169,44 +182,10 @@ TEST_F(MorvikMemoryDataTest, TracesOfTheDataPath) {
                           kSchedule + " Scheduled data copy @ 1000 size 2"));
 }
 
-// Stores go through the writable shadow of whichever region holds the destination.
-TEST_F(MorvikMemoryDataTest, ShadowTranslationAndProtectedStores) {
-  const U64 remoteShadow = memory_->remoteMemoryWritableShadow().vaddr();
-  EXPECT_EQ(memory_->getShadow(remote() + kSize - 1, 1), remoteShadow + kSize - 1);
-  EXPECT_EQ(memory_->getShadow(local(), kSize), memory_->localMemoryWritableShadow().vaddr());
-  EXPECT_EQ(memory_->getShadow(~U64{0}, 1), ~U64{0}) << "outside both: the address itself";
-  Kel::Ptr<MorvikMemory> bare = MorvikLib::morvikMemoryFactory("bare");
-  EXPECT_EQ(bare->getShadow(local(), 1), local()) << "nothing mapped: every address is its own";
-  scribble(1024, 256, 8);
-  // Remote destination, source read in place through local memory's read-only mapping.
-  EXPECT_FALSE(marks([&] { memory_->protectedMemoryCopy(remote() + 2048, local() + 1024, 256); }));
-  EXPECT_EQ(remoteAt(2048, 256), localAt(1024, 256));
-  EXPECT_FALSE(marks([&] { memory_->protectedMemorySet(local() + 7, 0x1FE, 3); }));
-  EXPECT_EQ(localAt(7, 4), (std::vector<U8>{0xFE, 0xFE, 0xFE, localAt(10, 1)[0]}));
-}
-
-// The copier. Where pieces go and which chunk the copier takes next is checked against a model in
-// MorvikMemoryModel_test.cpp; here are its traces and notifications.
-TEST_F(MorvikMemoryDataTest, PendingChunksAreCopiedLowestFirstOnePerCall) {
-  memory_->replicationStatusIs(5 * 4096, true);
-  memory_->replicationStatusIs(1 * 4096, true);
-  memory_->remoteCopyPendingIs(true);
-  watcher_->pending.clear();
-  TraceLevels levels{kLevel9};
-  MorvikTest::TraceCapture capture;
-  for (int call = 0; call < 4; ++call) memory_->remoteCopyChunk();
-  // The last copy still re-arms; the call after it finds nothing and says so once.
-  EXPECT_EQ(watcher_->pending, (std::vector<bool>{false, true, false, true, false}));
-  const std::string chunk = kSig + "remoteCopyChunk()";
-  EXPECT_THAT(
-      capture.texts(),
-      ElementsAre(chunk, chunk + " Copy of chunk @ 1000 size 1000", chunk + "remoteCopyPending = 1",
-                  chunk, chunk + " Copy of chunk @ 5000 size 1000", chunk + "remoteCopyPending = 1",
-                  chunk, chunk + "remoteCopyPending = 0", chunk, chunk + "remoteCopyPending = 0"));
-  EXPECT_EQ(capture.entries().back().function, "remoteCopyChunk");
-}
-
-TEST_F(MorvikMemoryDataTest, SyncArmsTheCopierUnlessNoSyncIsSet) {
+// The copier and the sync. Where pieces go and which chunks the copier takes next or a sync marks
+// are checked against a model in MorvikMemoryModel_test.cpp; here are their traces and
+// notifications.
+TEST_F(MorvikMemoryDataTest, CopierTakesOneChunkPerCallAndSyncArmsItUnlessNoSyncIsSet) {
   memory_->replicationStatusIs(4096, true);
   ::setenv("NOSYNC_MORVIK", "", 1);  // an empty value counts
   TraceLevels levels{1u | kLevel9};
@@ -220,8 +199,21 @@ TEST_F(MorvikMemoryDataTest, SyncArmsTheCopierUnlessNoSyncIsSet) {
   memory_->unsetLocal();
   memory_->remoteCopyChunk();
   EXPECT_THAT(pendingOffsets(), ElementsAre(4096u));
-  // Which chunks a sync marks, with remote memory mapped or not, is checked against the model.
   regions_.setLocal(*memory_);
+  memory_->replicationStatusIs(5 * 4096, true);
+  memory_->remoteCopyPendingIs(true);
+  watcher_->pending.clear();
+  capture.clear();
+  for (int call = 0; call < 4; ++call) memory_->remoteCopyChunk();
+  // The last copy still re-arms; the call after it finds nothing and says so once.
+  EXPECT_EQ(watcher_->pending, (std::vector<bool>{false, true, false, true, false}));
+  const std::string chunk = kSig + "remoteCopyChunk()";
+  EXPECT_THAT(
+      capture.texts(),
+      ElementsAre(chunk, chunk + " Copy of chunk @ 1000 size 1000", chunk + "remoteCopyPending = 1",
+                  chunk, chunk + " Copy of chunk @ 5000 size 1000", chunk + "remoteCopyPending = 1",
+                  chunk, chunk + "remoteCopyPending = 0", chunk, chunk + "remoteCopyPending = 0"));
+  EXPECT_EQ(capture.entries().back().function, "remoteCopyChunk");
   watcher_->pending.clear();
   memory_->doSync();
   EXPECT_EQ(watcher_->pending, std::vector<bool>{true});
