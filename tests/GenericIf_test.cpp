@@ -5,6 +5,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <tuple>
 #include <type_traits>
 #include <vector>
 
@@ -100,17 +101,12 @@ TEST_F(GenericIfTest, RegistryReplacesAndRemovesTypesByNameAndMakesObjectsThatRe
   EXPECT_EQ(Kel::typeNode("Test::Thing"), nullptr);
 }
 
-struct Conversion {
-  GenericValue value;
-  std::string type;
-  std::optional<std::string> result;  // describe() of the converted value
-};
-
 // An object converts to the types it is an instance of and keeps its own type name.
 TEST_F(GenericIfTest, ConversionsFollowTheDeclaredType) {
   const GenericValue dir =
       GenericValue::ofObject("Kel::Dir", Kel::allocate<Kel::Dir>(Kel::Name("d")));
-  const std::vector<Conversion> table = {
+  // A value, a type, and describe() of the value converted to it, if it converts.
+  const std::tuple<GenericValue, std::string, std::optional<std::string>> table[] = {
       {u64(255), "U8", "U8 255"},
       {u64(4294967295u), "U32", "U32 4294967295"},
       {u64(4294967296u), "U32", std::nullopt},
@@ -133,12 +129,12 @@ TEST_F(GenericIfTest, ConversionsFollowTheDeclaredType) {
       {dir, "Kel::Clock", std::nullopt},
       {dir, "U64", std::nullopt},
   };
-  for (const Conversion& c : table) {
-    std::optional<GenericValue> converted = c.value.convertedTo(c.type);
-    SCOPED_TRACE(c.value.describe() + " -> " + c.type);
-    ASSERT_EQ(converted.has_value(), c.result.has_value());
+  for (const auto& [value, type, result] : table) {
+    std::optional<GenericValue> converted = value.convertedTo(type);
+    SCOPED_TRACE(value.describe() + " -> " + type);
+    ASSERT_EQ(converted.has_value(), result.has_value());
     if (converted) {
-      EXPECT_EQ(converted->describe(), *c.result);
+      EXPECT_EQ(converted->describe(), *result);
     }
   }
 }
