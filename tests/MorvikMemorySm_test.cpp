@@ -113,7 +113,6 @@ class MorvikMemorySmPasses : public testing::TestWithParam<std::vector<U32>> {};
 TEST_P(MorvikMemorySmPasses, AResyncOfNChunksTakesNCopierPassesAndTwoToComeToRest) {
   Chassis::Options options;
   options.features.clear();
-  options.machines = false;
   U32 most = 0, sum = 0;
   for (U32 n : GetParam()) {
     options.features.push_back({"f" + std::to_string(options.features.size()), U64{n} * kChunk});
@@ -121,13 +120,12 @@ TEST_P(MorvikMemorySmPasses, AResyncOfNChunksTakesNCopierPassesAndTwoToComeToRes
     sum += n;
   }
   const auto machines = static_cast<U32>(options.features.size());
-  Chassis chassis(options);
   auto passes = [before = Kel::activityManager()->passes()]() mutable {
     Chassis::runUntilRest();
     return Kel::activityManager()->passes() -
            std::exchange(before, Kel::activityManager()->passes());
   };
-  chassis.buildMachines();
+  Chassis chassis(options);
   EXPECT_EQ(passes(), most + 2u) << "the resync that follows the first mapping";
   for (std::size_t i = 0; i < chassis.features(); ++i) {
     // Behind the copier's back, so that only the resync can make the copies equal again.
@@ -408,11 +406,6 @@ Kel::Ptr<MorvikAuditSm> build(Chassis& c, const Parts& p) {
                                          p.request, p.answer, Kel::activityManager()->clock());
 }
 
-void firstTick(Chassis& c, const Parts& p) {
-  Kel::Ptr<MorvikAuditSm> sm = build(c, p);
-  Chassis::runUntil(Kel::System::currentTime() + 5.0);
-}
-
 const std::string kTick = "\n  in void MorvikLib::MorvikAuditSm::handleAuditClockTimeout()";
 const std::string kAudit = "\n  in void MorvikLib::MorvikAuditSm::auditMemory()";
 const std::string kResync = "\n  in void MorvikLib::MorvikAuditSm::handleAuditResync()";
@@ -487,13 +480,14 @@ TEST(MorvikMemorySmDeathTest, EveryBrokenInvariantOfTheMachinesAndTheAuditAborts
       {"tickInRoleNone", kRole, true, false,
        [](Chassis& c) {
          c.status()->activeSupeIs(Morvik::activeSupeNone);
-         firstTick(c, Parts(c));
+         build(c, Parts(c))->handleAuditClockTimeout();
        }},
       {"tickWithoutRequest", "auditRequest()" + kAudit, true, false,
        [](Chassis& c) {
          Parts p(c);
          p.request = nullptr;
-         firstTick(c, p);
+         Kel::Ptr<MorvikAuditSm> sm = build(c, p);
+         Chassis::runUntil(Kel::System::currentTime() + 5.0);  // the first tick
        }},
       {"verdictWithoutMemory", "morvikMemory()" + kResync, true, false,
        [](Chassis& c) {
