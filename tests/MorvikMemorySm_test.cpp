@@ -263,48 +263,6 @@ TEST(MorvikMemorySmTest, InputsAndMachinesLetGoInsideTheirOwnNotifications) {
   EXPECT_EQ(KelTest::live<MorvikLib::MorvikMemorySm>(), live - 1);
 }
 
-// Outside simulation, the peer's range in `file`: beta (16 KiB) lies at 8 KiB, local memory at
-// 0x10000000.
-Chassis::Options onHardware() {
-  Chassis::Options options;
-  options.remoteKnown = false;
-  options.machines = false;
-  return options;
-}
-
-void leaveSimulation(Chassis& chassis, U64 remoteBase, const std::string& file) {
-  chassis.envIs("SIMULATION_VMID", nullptr);
-  chassis.status()->remoteMemoryIs(
-      Kel::allocate<Morvik::Region>(Kel::Name("remoteMemory"), Morvik::PhysicalAddress(remoteBase),
-                                    chassis.total(), 9, Kel::String(file)));
-}
-
-TEST(MorvikMemorySmHardwareTest, LocalSetupOpensTheDeviceFileAndFailsWithoutIt) {
-  if (::access("/dev/mem", F_OK) == 0) GTEST_SKIP() << "a real /dev/mem is never mapped here";
-  Chassis chassis(onHardware());
-  leaveSimulation(chassis, 0x100000, "/nonexistent");
-  auto memory = MorvikLib::morvikMemoryFactory(Kel::Name("beta"));
-  chassis.traceLevelsIs({0});
-  MorvikTest::Timeline traces("");
-  EXPECT_THROW(chassis.newMachine(1, memory), Kel::ErrnoException);
-  // On hardware the feature lies at its offset from the manifest's local range.
-  EXPECT_THAT(traces.of(kSm + "handleLocalMemoryChange() "),
-              ElementsAre("Dma addr 0x10002000 Paddr 0x10002000"));
-  EXPECT_THAT(traces.of("Unable to open "), ElementsAre("/dev/mem"));
-  EXPECT_FALSE(memory->localMemoryReady());
-}
-
-// Beta on hardware: its local memory and the whole peer's range in a stand-in device file.
-struct BetaOnHardware {
-  BetaOnHardware() {
-    leaveSimulation(chassis, device.remotePaddr(), device.file());
-    device.setLocal(*memory);
-  }
-  MorvikTest::Regions device{MorvikTest::Regions::Kind::device, 16384, 28672};
-  Chassis chassis{onHardware()};
-  Kel::Ptr<MorvikMemory> memory = MorvikLib::morvikMemoryFactory(Kel::Name("beta"));
-};
-
 std::size_t mappingsOf(const std::string& path) {
   std::ifstream maps("/proc/self/maps");
   std::size_t found = 0;
@@ -312,11 +270,35 @@ std::size_t mappingsOf(const std::string& path) {
   return found;
 }
 
-// The writable shadow is mapped before the read-only primary; a primary that cannot be mapped
-// takes the shadow with it, and a later machine maps the range as if nothing had happened.
-TEST(MorvikMemorySmHardwareTest, RemoteMemoryIsMappedThroughTheRangesFileAtThePhysicalAddress) {
-  BetaOnHardware beta;
-  auto& [device, chassis, memory] = beta;
+// Beta outside simulation: the whole peer's range in a stand-in device file, where beta (16 KiB)
+// lies at 8 KiB; local memory at 0x10000000.
+TEST(MorvikMemorySmHardwareTest, LocalMemoryComesFromTheDeviceFileAndRemoteFromTheRangesFile) {
+  MorvikTest::Regions device{MorvikTest::Regions::Kind::device, 16384, 28672};
+  Chassis::Options options;
+  options.remoteKnown = false;
+  options.machines = false;
+  Chassis chassis(options);
+  chassis.envIs("SIMULATION_VMID", nullptr);
+  chassis.status()->remoteMemoryIs(Kel::allocate<Morvik::Region>(
+      Kel::Name("remoteMemory"), Morvik::PhysicalAddress(device.remotePaddr()), chassis.total(), 9,
+      Kel::String(device.file())));
+  // A real /dev/mem is never mapped here.
+  if (::access("/dev/mem", F_OK) != 0) {
+    auto unmapped = MorvikLib::morvikMemoryFactory(Kel::Name("beta"));
+    chassis.traceLevelsIs({0});
+    MorvikTest::Timeline traces("");
+    EXPECT_THROW(chassis.newMachine(1, unmapped), Kel::ErrnoException);
+    // On hardware the feature lies at its offset from the manifest's local range.
+    EXPECT_THAT(traces.of(kSm + "handleLocalMemoryChange() "),
+                ElementsAre("Dma addr 0x10002000 Paddr 0x10002000"));
+    EXPECT_THAT(traces.of("Unable to open "), ElementsAre("/dev/mem"));
+    EXPECT_FALSE(unmapped->localMemoryReady());
+  }
+
+  // The writable shadow is mapped before the read-only primary; a primary that cannot be mapped
+  // takes the shadow with it, and a later machine maps the range as if nothing had happened.
+  auto memory = MorvikLib::morvikMemoryFactory(Kel::Name("beta"));
+  device.setLocal(*memory);
   ASSERT_EQ(mappingsOf(device.file()), 4u) << "the two views and the local pair";
   failingReadOnlyMaps = 1;
   EXPECT_THROW(chassis.newMachine(1, memory), Kel::ErrnoException);
