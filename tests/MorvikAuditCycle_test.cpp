@@ -182,6 +182,7 @@ TEST_F(MorvikAuditCycle, ASilentStandbyIsResyncedOnTheFifthRetryAndNeverWithAMax
                    newCycle + "2" + checksum}));
   EXPECT_EQ(timeline_.timesOf(kSm + "handleAuditClockTimeout() feature status"),
             (Times{tickTime(1), tickTime(2), tickTime(3), tickTime(4), tickTime(5), tickTime(6)}));
+  EXPECT_EQ(sm_->clockReactor()->timeMin(), tickTime(7));
   // The resync comes before the new cycle's first write.
   const Texts events = timeline_.of();
   const auto sync = std::find(events.begin(), events.end(), "doSync");
