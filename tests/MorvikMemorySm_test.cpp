@@ -251,15 +251,12 @@ TEST(MorvikMemorySmTest, InputsAndMachinesLetGoInsideTheirOwnNotifications) {
 
   // The memory's watcher lets a machine go while the machine's own role handler is setting the
   // memory: the handler finishes on a live machine, which goes when the handler returns.
-  first->action = [] {};
-  auto memory = MorvikLib::morvikMemoryFactory(Kel::Name("alpha"));
-  Kel::Ptr<MorvikLib::MorvikMemorySm> dropped = chassis.newMachine(0, memory);
-  auto dropper = RoleHook<MorvikMemory>::on(memory);
-  dropper->action = [&dropped] { dropped = nullptr; };
+  Kel::Ptr<MorvikLib::MorvikMemorySm> dropped = chassis.newMachine(2, old);
+  hook->action = [&dropped] { dropped = nullptr; };
   const std::int64_t live = KelTest::live<MorvikLib::MorvikMemorySm>();
   chassis.status()->activeSupeIs(Morvik::activeSupeStandby);
   EXPECT_FALSE(dropped);
-  EXPECT_FALSE(memory->activeSupe());
+  EXPECT_FALSE(old->activeSupe());
   EXPECT_EQ(KelTest::live<MorvikLib::MorvikMemorySm>(), live - 1);
 }
 
