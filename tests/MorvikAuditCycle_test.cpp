@@ -129,30 +129,6 @@ std::string notReady(U32 requestId, U32 retry) {
          " retry " + std::to_string(retry) + " interval 60";
 }
 
-TEST_F(MorvikAuditCycle, TheFirstTickComesAfterFiveSecondsThenEveryIntervalAfterTheLastTick) {
-  EXPECT_EQ(timeline_.of(), Texts{kSm + "handleInitialized()"});
-  EXPECT_EQ(sm_->clockReactor()->timeMin(), tickTime(1));
-  Chassis::runUntil(start_ + 200.0);
-  EXPECT_EQ(timeline_.timesOf(kSm + "handleAuditClockTimeout() feature status"),
-            (Times{tickTime(1), tickTime(2), tickTime(3), tickTime(4)}));
-  EXPECT_EQ(sm_->clockReactor()->timeMin(), tickTime(5));
-}
-
-TEST_F(MorvikAuditCycle, ANewAuditStatusRunsTheResyncHandlerOnce) {
-  auto other = Kel::allocate<Morvik::AuditStatus>(Kel::Name("alphaAudit"));
-  sm_->auditStatusIs(other);
-  sm_->auditStatusIs(other);
-  // The memory's ignoreChecksum is still set from its creation.
-  EXPECT_EQ(verdicts(), Texts{kIgnoring});
-  answer_->resyncTriggerInc(1);
-  EXPECT_EQ(verdicts().size(), 1u);
-  other->resyncTriggerInc(1);
-  EXPECT_EQ(verdicts().size(), 2u);
-  sm_->auditStatusDel();
-  other->resyncTriggerInc(1);
-  EXPECT_EQ(verdicts().size(), 2u);
-}
-
 // The first cycle's trigger is the tick's last write; its watcher lets the machine go.
 TEST_F(MorvikAuditCycle, AMachineDroppedInsideItsOwnHandlerGoesWhenTheHandlerReturns) {
   standby_->modeIs(StandbyResponder::Mode::silent);
@@ -164,33 +140,34 @@ TEST_F(MorvikAuditCycle, AMachineDroppedInsideItsOwnHandlerGoesWhenTheHandlerRet
   EXPECT_TRUE(Kel::activityManager()->clock()->idle());
 }
 
-TEST_F(MorvikAuditCycle, ANewCycleWritesTheRequestInOrderWithTheTriggerLast) {
+// A silent standby: the first tick, five seconds in, writes the request with the trigger last;
+// the next five find no answer, and the fifth of them resyncs before it starts a new cycle. Each
+// tick comes one interval after the last.
+TEST_F(MorvikAuditCycle, ASilentStandbyIsResyncedOnTheFifthRetryAndNeverWithAMaximumOfZero) {
   standby_->modeIs(StandbyResponder::Mode::silent);
+  EXPECT_EQ(timeline_.of(), Texts{kSm + "handleInitialized()"});
+  EXPECT_EQ(sm_->clockReactor()->timeMin(), tickTime(1));
   timeline_.clear();
   runThroughTick(1);
   const U64 expected = Morvik::addToChecksum(0, memory()->localMemory().vaddr(), kSize);
+  const std::string newCycle = " trigger audit on peer resultId 0 requestId ";
+  const std::string checksum = " activeChecksum " + std::to_string(expected);
   EXPECT_EQ(timeline_.of(),
             (Texts{kSm + "handleAuditClockTimeout() feature status", "activeChecksum",
                    "activeChecksumTwosComp", "remoteMemoryVersion", "requestId", "ignoreChecksum 0",
-                   kAudit + " trigger audit on peer resultId 0 requestId 1 activeChecksum " +
-                       std::to_string(expected),
-                   "auditTrigger"}));
+                   kAudit + newCycle + "1" + checksum, "auditTrigger"}));
   EXPECT_EQ(request_->activeChecksumTwosComp(), Morvik::twosComplement(expected));
   EXPECT_EQ(request_->remoteMemoryVersion(), 7u);
-}
-
-TEST_F(MorvikAuditCycle, ASilentStandbyIsResyncedOnTheFifthRetryAndNeverWithAMaximumOfZero) {
-  standby_->modeIs(StandbyResponder::Mode::silent);
   runThroughTick(5);
   EXPECT_EQ(syncs(), 0);
   runThroughTick(6);
-  const std::string newCycle = " trigger audit on peer resultId 0 requestId ";
-  const std::string checksum = " activeChecksum " + std::to_string(request_->activeChecksum());
   EXPECT_EQ(timeline_.of(kAudit),
             (Texts{newCycle + "1" + checksum, notReady(1, 0), notReady(1, 1), notReady(1, 2),
                    notReady(1, 3), notReady(1, 4), " retry failed 5 times, now doSync ",
                    newCycle + "2" + checksum}));
-  EXPECT_EQ(syncs(), 1);
+  EXPECT_EQ(timeline_.timesOf(kSm + "handleAuditClockTimeout() feature status"),
+            (Times{tickTime(1), tickTime(2), tickTime(3), tickTime(4), tickTime(5), tickTime(6)}));
+  EXPECT_EQ(sm_->clockReactor()->timeMin(), tickTime(7));
   // The resync comes before the new cycle's first write.
   const Texts events = timeline_.of();
   const auto sync = std::find(events.begin(), events.end(), "doSync");
@@ -206,7 +183,21 @@ TEST_F(MorvikAuditCycle, ASilentStandbyIsResyncedOnTheFifthRetryAndNeverWithAMax
   EXPECT_EQ(sm_->resultRetryCount(), 11u);
 }
 
+// The handler runs once for a new status, and hears only the status in place; the memory's
+// ignoreChecksum is still set from its creation. Then its tests, in their fixed order.
 TEST_F(MorvikAuditCycle, TheVerdictsTestsRunInTheirFixedOrder) {
+  auto other = Kel::allocate<Morvik::AuditStatus>(Kel::Name("alphaAudit"));
+  sm_->auditStatusIs(other);
+  sm_->auditStatusIs(other);
+  EXPECT_EQ(verdicts(), Texts{kIgnoring});
+  answer_->resyncTriggerInc(1);
+  EXPECT_EQ(verdicts().size(), 1u);
+  other->resyncTriggerInc(1);
+  EXPECT_EQ(verdicts().size(), 2u);
+  sm_->auditStatusDel();
+  other->resyncTriggerInc(1);
+  EXPECT_EQ(verdicts().size(), 2u);
+  sm_->auditStatusIs(answer_);
   const std::string mismatch = " active csum 4369 standby csum 8738 ignoring";
   const struct {
     bool ignore;
@@ -221,7 +212,7 @@ TEST_F(MorvikAuditCycle, TheVerdictsTestsRunInTheirFixedOrder) {
       {false,
        1,
        0,
-       {" checksum failed  activeChecksum 4369 standbyChecksum 8738 resyncTrigger 5", kLog,
+       {" checksum failed  activeChecksum 4369 standbyChecksum 8738 resyncTrigger 6", kLog,
         " calling doSync", "doSync", "auditErrorsFixed", " auditErrorsFixed 8"}},
   };
   standby_->modeIs(StandbyResponder::Mode::silent);
@@ -273,7 +264,8 @@ Chassis::Options audited() {
   return options;
 }
 
-void role(Chassis& c, U32 r) {
+template <U32 r>
+void role(Chassis& c) {
   c.status()->activeSupeIs(static_cast<Morvik::ActiveSupeType>(r));
 }
 void entry(Chassis& c, const Kel::Name& name) {
@@ -282,11 +274,7 @@ void entry(Chassis& c, const Kel::Name& name) {
 
 using Step = void (*)(Chassis&);
 const Step none = [](Chassis&) {};
-const Step role0 = [](Chassis& c) { role(c, 0); };
-const Step role1 = [](Chassis& c) { role(c, 1); };
-const Step role2 = [](Chassis& c) { role(c, 2); };
-const Step role7 = [](Chassis& c) { role(c, 7); };
-const Step standbyThenActive = [](Chassis& c) { role(c, 2), role(c, 1); };
+const Step standbyThenActive = [](Chassis& c) { role<2>(c), role<1>(c); };
 const Step remoteAway = [](Chassis& c) { c.remoteMemoryIs(false); };
 const Step remoteUnknown = [](Chassis& c) {
   c.status()->remoteMemoryIs(c.remoteRegion(0, c.total()));
@@ -297,61 +285,53 @@ const Step otherEntry = [](Chassis& c) { entry(c, Kel::Name("otherAudit")); };
 const Step entryGone = [](Chassis& c) { c.audit()->auditStatusDel(c.auditName(0)); };
 const Step featureTrigger = [](Chassis& c) { c.status()->featureAuditTriggerIs(1); };
 
-TEST(MorvikAuditLifecycle, ConstructionMakesTwoAuditsAndKeepsTheSecond) {
-  Chassis chassis(audited());
-  chassis.traceLevelsIs({8});
-  MorvikTest::Timeline traces("");
-  const std::uint64_t before = KelTest::made<MorvikAuditSm>();
-  chassis.buildMachines();
-  EXPECT_EQ(KelTest::made<MorvikAuditSm>() - before, 2u);
-  EXPECT_EQ(KelTest::live<MorvikAuditSm>(), 1);
-  const Kel::Ptr<MorvikAuditSm>& audit = chassis.sm(0)->morvikAuditSm();
-  ASSERT_TRUE(audit);
-  EXPECT_EQ(audit->auditStatus(), chassis.auditStatus(0));
-  // The first role evaluation finds no remote memory yet; the remapping and the second role
-  // evaluation each make one.
-  const std::string asked = " name alpha triggerName alphaAudit morvikAudit audit activeSupe 1";
-  const std::string found = " name alpha auditName alphaAudit auditStatus alphaAudit";
-  EXPECT_EQ(traces.of("void MorvikLib::MorvikMemorySm::resetAuditSm(Kel::Name)"),
-            (Texts{asked, asked, found, asked, found}));
-}
-
 enum Outcome { dropped, kept, replaced };
 
-TEST(MorvikAuditLifecycle, EachChangeKeepsReplacesOrDropsTheAuditAsTheTableSays) {
+// Every case starts from a construction that makes two audits and keeps the second: the first
+// role evaluation finds no remote memory yet; the remapping and the second role evaluation each
+// make one.
+TEST(MorvikAuditLifecycle, ConstructionKeepsTheSecondOfTwoAuditsAndEachChangeActsAsTheTableSays) {
   const struct {
     const char* name;
     Step prepare, change;
     Outcome outcome;
     std::uint64_t made;  // audits made by the change
   } cases[] = {
-      {"roleNone", none, role0, dropped, 0},
-      {"roleStandby", none, role2, replaced, 1},
-      {"anyOtherRole", none, role7, replaced, 1},
+      {"roleNone", none, role<0>, dropped, 0},
+      {"roleStandby", none, role<2>, replaced, 1},
+      {"anyOtherRole", none, role<7>, replaced, 1},
       {"twoRoleChanges", none, standbyThenActive, replaced, 2},
-      {"sameRole", none, role1, kept, 0},
-      {"roleBackFromNone", role0, role1, replaced, 1},
+      {"sameRole", none, role<1>, kept, 0},
+      {"roleBackFromNone", role<0>, role<1>, replaced, 1},
       {"remoteAway", none, remoteAway, dropped, 0},
       {"remoteUnknown", none, remoteUnknown, dropped, 0},
       {"remoteRepublished", none, remoteAgain, replaced, 1},
       {"remoteBack", remoteAway, remoteAgain, replaced, 1},
-      {"roleWhileRemoteAway", remoteAway, role2, dropped, 0},
+      {"roleWhileRemoteAway", remoteAway, role<2>, dropped, 0},
       // A standby does not look at remote memory, and leaves the audit as it is.
-      {"remoteChangeOnAStandby", role2, remoteAway, kept, 0},
+      {"remoteChangeOnAStandby", role<2>, remoteAway, kept, 0},
       {"otherEntry", none, otherEntry, kept, 0},
       {"otherEntryWithoutAudit", entryGone, otherEntry, kept, 0},
       {"entryReplaced", none, freshEntry, replaced, 1},
       {"entryGone", none, entryGone, dropped, 0},
       {"entryBack", entryGone, freshEntry, replaced, 1},
       // Role 0 is tested before the entry's name.
-      {"entryChangeInRoleNone", role0, freshEntry, dropped, 0},
-      {"otherEntryInRoleNone", role0, otherEntry, dropped, 0},
+      {"entryChangeInRoleNone", role<0>, freshEntry, dropped, 0},
+      {"otherEntryInRoleNone", role<0>, otherEntry, dropped, 0},
       {"featureTrigger", none, featureTrigger, kept, 0},
   };
+  const std::string reset = "void MorvikLib::MorvikMemorySm::resetAuditSm(Kel::Name)";
+  const std::string asked = " name alpha triggerName alphaAudit morvikAudit audit activeSupe 1";
+  const std::string found = " name alpha auditName alphaAudit auditStatus alphaAudit";
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
     Chassis chassis(audited());
+    chassis.traceLevelsIs({8});
+    MorvikTest::Timeline traces(reset);
+    const std::uint64_t before = KelTest::made<MorvikAuditSm>();
     chassis.buildMachines();
+    EXPECT_EQ(KelTest::made<MorvikAuditSm>() - before, 2u);
+    EXPECT_EQ(traces.of(reset), (Texts{asked, asked, found, asked, found}));
     c.prepare(chassis);
     const MorvikAuditSm* previous = chassis.sm(0)->morvikAuditSm().ptr();
     const std::uint64_t made = KelTest::made<MorvikAuditSm>();
