@@ -70,8 +70,7 @@ TEST_F(OstraTest, RangesMapTheirOwnZeroedBytesAtAnyOffsetAndOnlyInsideTheRegion)
     SCOPED_TRACE(std::to_string(offset) + "+" + std::to_string(size));
     const std::uintptr_t reader = ostra_map("Unaligned", 0, offset, size);
     const std::uintptr_t writer = ostra_map("Unaligned", 1, offset, size);
-    ASSERT_NE(reader, 0u);
-    ASSERT_NE(writer, 0u);
+    ASSERT_TRUE(reader && writer);
     EXPECT_EQ(std::memcmp(bytesAt(reader), bytesAt(full) + offset, size), 0);
     bytesAt(writer)[size - 1] ^= 0xff;
     EXPECT_EQ(bytesAt(full)[offset + size - 1], bytesAt(reader)[size - 1]);
