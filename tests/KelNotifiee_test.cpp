@@ -18,8 +18,7 @@ namespace {
 
 using Journal = std::vector<std::string>;
 
-// An entity whose setter is written the way the library writes its own: compare, store, and visit
-// the notifiee list only when the value changed and someone listens.
+// An entity whose setter follows the framework's rule, as the library's own do.
 class Gauge final : public Kel::EntityOf<Gauge> {
  public:
   struct NotifieeConst : Kel::NotifieeConstOf<Gauge> {
@@ -30,11 +29,7 @@ class Gauge final : public Kel::EntityOf<Gauge> {
   void nameIsFromBackup(const Kel::Name&) override {}
   const char* fwkType() const override { return "Gauge"; }
   U32 level() const { return level_; }
-  void levelIs(U32 value) {
-    if (level_ == value) return;
-    level_ = value;
-    if (!notifiees_.empty()) notify<NotifieeConst>([](NotifieeConst* n) { n->onLevel(); });
-  }
+  void levelIs(U32 value) { attributeIs(level_, value, &NotifieeConst::onLevel); }
 
  private:
   U32 level_ = 0;
