@@ -3,7 +3,6 @@
 #include <cerrno>
 #include <cstring>
 #include <set>
-#include <sstream>
 #include <string>
 #include <vector>
 

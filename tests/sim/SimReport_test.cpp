@@ -38,19 +38,14 @@ TEST(SimChecks, EachBrokenPromiseGetsItsOwnLine) {
   r.auditInterval = 60.0;
   r.switchoverAt = 3600.0;
   r.nosync = true;
-  r.atRest.differingBytes = 5;
-  r.atRest.differingChunks = 2;
-  r.atRest.corruptBytes = 1;
+  r.atRest = {.corruptBytes = 1, .differingBytes = 5, .differingChunks = 2};
   r.atSwitchover.unaccountedChunks = 1;
   r.freshness.samples = 722;
   r.freshness.unaccountedChunks = 3;
   r.freshness.samplesWithUnaccounted = 2;
   r.audit.unexplainedRepairs = 2;
-  Corruption neverFound;
-  neverFound.injectedAt = 3590.0;
-  Corruption foundNotRepaired;
-  foundNotRepaired.foundByAudit = true;
-  r.corruptionList = {neverFound, foundNotRepaired};
+  // One corruption never found, one found by the audit and never repaired.
+  r.corruptionList = {{.injectedAt = 3590.0}, {.foundByAudit = true}};
   r.corruptions.failedHeals[static_cast<int>(HealCause::audit)] = 1;
   r.corruptions.failedHeals[static_cast<int>(HealCause::chunkChange)] = 3;
   evaluateChecks(r);

@@ -34,8 +34,6 @@ class SimRun : public ::testing::Test {
            std::to_string(coldOffset(hotZones(options_, layout)[f], layout.size(f), 12345));
   }
 
-  void fault(const std::string& fault) { options_.faults.push_back(parseFault(fault)); }
-
   Report run() {
     validateOptions(options_);
     Report report = Simulator(options_).run();
@@ -69,7 +67,7 @@ TEST_F(SimRun, EachRepairGetsTheCreditForTheCorruptionItHealed) {
   for (const auto& c : cases) {
     SCOPED_TRACE(c.faults.front());
     options_.faults.clear();
-    for (const std::string& f : c.faults) fault(f);
+    for (const std::string& f : c.faults) options_.faults.push_back(parseFault(f));
     const Report r = run();
     ASSERT_EQ(r.corruptionList.size(), 1u);
     EXPECT_EQ(r.corruptionList[0].cause, c.cause);
