@@ -13,16 +13,14 @@ namespace {
 // Events are filed under the first sample at or after them, and quotes in them are doubled.
 TEST(SimTimelineCsv, FilesEventsUnderTheirSample) {
   Report r;
-  Sample s;
-  r.samples.push_back(s);
-  s.t = 10.0;
-  s.bytesMirrored = s.mirroredInPeriod = 4096;
-  s.pendingPeak = 3;
-  r.samples.push_back(s);
-  s.t = 20.0;
-  s.mirroredInPeriod = 0;
-  s.freshness = {4096, 1, 2.5, 1};
-  r.samples.push_back(s);
+  r.samples = {
+      {},
+      {.t = 10.0,
+       .pendingPeak = 3,
+       .bytesMirrored = 4096,
+       .mirroredInPeriod = 4096,
+       .freshness = {}},
+      {.t = 20.0, .pendingPeak = 3, .bytesMirrored = 4096, .freshness = {4096, 1, 2.5, 1}}};
   r.events = {{0.0, true, "start"}, {5.0, true, "corrupt a+0x1"}, {10.0, false, "say \"hi\""}};
   std::ostringstream out;
   writeTimelineCsv(out, r);
