@@ -109,13 +109,14 @@ class MemMapTest : public testing::Test {
     capture_.clear();
     return result;
   }
-  // Runs `call`, which must throw Kel::ErrnoException with `context`, and gives back its errno.
+  // Runs `call`, which must throw Kel::ErrnoException (only the errno id bit) with `context`.
   static int errnoOf(const std::function<void()>& call, const std::string& context) {
     try {
       call();
     } catch (const Kel::ErrnoException& e) {
       EXPECT_EQ(e.context().stdString(), context);
       EXPECT_EQ(e.message(), Kel::errorString(e.errnum()));
+      EXPECT_EQ(e.ids().bits(), 1u << 29);
       return e.errnum();
     }
     ADD_FAILURE() << "no Kel::ErrnoException";
