@@ -63,20 +63,6 @@ TEST(KelTraceSetting, ReadsLevelsAndSkipsMalformedParts) {
   }
 }
 
-TEST(KelTraceHandle, EnvironmentIsReadAtConstructionOnly) {
-  ScopedEnv setting("KEL_TRACE", "KelTraceA/2,4-5");
-  Kel::TraceHandle handle("KelTraceA", false);
-  EXPECT_EQ(handle.levels(), bits({2, 4, 5}));
-  setenv("KEL_TRACE", "KelTraceA/3", 1);
-  EXPECT_FALSE(handle.enabled(3));
-  EXPECT_EQ(Kel::TraceHandle("KelTraceA", false).levels(), bits({3}));
-  EXPECT_EQ(Kel::TraceHandle("KelTraceB", true).levels(), ~U32{0});
-  handle.allLevelsIs(true);
-  EXPECT_FALSE(handle.enabled(-1));
-  EXPECT_FALSE(handle.enabled(32));
-  EXPECT_TRUE(handle.enabled(31));
-}
-
 class KelTrace : public ::testing::Test {
  protected:
   KelTrace() : env_("KEL_TRACE", nullptr), file_("KEL_TRACE_FILE", nullptr) {}
@@ -122,23 +108,33 @@ TEST_F(KelTrace, DisabledLevelsEvaluateNothingAndEachMessageStartsAfresh) {
   EXPECT_EQ(capture_.entries()[0].line, line);
 }
 
-TEST(KelTraceFile, LinesAreAppendedToTheNamedFile) {
+// A handle reads its levels and its trace file, to which it appends, when it is made.
+TEST(KelTraceHandle, EnvironmentIsReadAtConstructionOnly) {
   char path[] = "/tmp/KelTraceFileXXXXXX";
   const int fd = mkstemp(path);
   ASSERT_EQ(write(fd, "earlier\n", 8), 8);
   close(fd);
   {
     ScopedEnv file("KEL_TRACE_FILE", path);
-    ScopedEnv setting("KEL_TRACE", "KelTraceFile/5");
-    Kel::TraceHandle handle("KelTraceFile", false);
+    ScopedEnv setting("KEL_TRACE", "KelTraceA/2,4-5");
+    Kel::TraceHandle handle("KelTraceA", false);
+    EXPECT_EQ(handle.levels(), bits({2, 4, 5}));
     KEL_TRACE(handle, 5, "MorvikLib", "doMmap") << "paddr is  " << Kel::hex(0xABC);
     KEL_TRACE(handle, 6, "MorvikLib", "doMmap") << "off";
+    setenv("KEL_TRACE", "KelTraceA/3", 1);
+    EXPECT_FALSE(handle.enabled(3));
+    EXPECT_EQ(Kel::TraceHandle("KelTraceA", false).levels(), bits({3}));
+    EXPECT_EQ(Kel::TraceHandle("KelTraceB", true).levels(), ~U32{0});
+    handle.allLevelsIs(true);
+    EXPECT_FALSE(handle.enabled(-1));
+    EXPECT_FALSE(handle.enabled(32));
+    EXPECT_TRUE(handle.enabled(31));
   }
   std::ifstream in(path);
   std::stringstream text;
   text << in.rdbuf();
   unlink(path);
-  EXPECT_EQ(text.str(), "earlier\nKelTraceFile/5 MorvikLib doMmap: paddr is  abc\n");
+  EXPECT_EQ(text.str(), "earlier\nKelTraceA/5 MorvikLib doMmap: paddr is  abc\n");
 }
 
 }  // namespace
