@@ -3,7 +3,6 @@
 #include <ostream>
 #include <sstream>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "Kel/Log.h"

@@ -92,7 +92,6 @@ TEST_P(KelPtrTest, CountIsExactThroughCopiesMovesCastsAndLastRelease) {
   p = nullptr;
   q->flagIs(kZombie, true);  // flags share the word with the count but never count as references
   EXPECT_EQ(q->referenceWord(), kZombie | kActive | 1u);
-  EXPECT_EQ(Probe::destroyed, 0);
   q = Kel::allocate<Probe>();  // move assignment releases the old object once
   EXPECT_EQ(Probe::destroyed, 1);
   q->next = Kel::allocate<Probe>();

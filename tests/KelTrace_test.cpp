@@ -63,20 +63,6 @@ TEST(KelTraceSetting, ReadsLevelsAndSkipsMalformedParts) {
   }
 }
 
-TEST(KelTraceHandle, EnvironmentIsReadAtConstructionOnly) {
-  ScopedEnv setting("KEL_TRACE", "KelTraceA/2,4-5");
-  Kel::TraceHandle handle("KelTraceA", false);
-  EXPECT_EQ(handle.levels(), bits({2, 4, 5}));
-  setenv("KEL_TRACE", "KelTraceA/3", 1);
-  EXPECT_FALSE(handle.enabled(3));
-  EXPECT_EQ(Kel::TraceHandle("KelTraceA", false).levels(), bits({3}));
-  EXPECT_EQ(Kel::TraceHandle("KelTraceB", true).levels(), ~U32{0});
-  handle.allLevelsIs(true);
-  EXPECT_FALSE(handle.enabled(-1));
-  EXPECT_FALSE(handle.enabled(32));
-  EXPECT_TRUE(handle.enabled(31));
-}
-
 class KelTrace : public ::testing::Test {
  protected:
   KelTrace() : env_("KEL_TRACE", nullptr), file_("KEL_TRACE_FILE", nullptr) {}
@@ -91,22 +77,6 @@ int counted(int value) {
   return ++calls, value;
 }
 
-TEST_F(KelTrace, DisabledLevelHandsOutNoMessageAndEvaluatesNoOperand) {
-  handle_.levelsIs(bits({5}));
-  KEL_TRACE(handle_, 4, "MorvikLib", "doMmap") << "size:" << counted(1);
-  KEL_TRACE(handle_, 6, "MorvikLib", "doMmap") << "size:" << counted(2);
-  EXPECT_EQ(calls, 0);
-  const int line = __LINE__ + 1;
-  KEL_TRACE(handle_, 5, "MorvikLib", "doMmap") << "size:" << counted(3);
-  EXPECT_EQ(calls, 1);
-  const auto entries = capture_.entries();
-  ASSERT_EQ(entries.size(), 1u);
-  // Handle, file and function reach the sink as given: MemMap's tests compare them on every line.
-  EXPECT_EQ(entries[0].level, 5);
-  EXPECT_EQ(entries[0].line, line);
-  EXPECT_EQ(entries[0].text, "size:3");
-}
-
 int nestedTrace(Kel::TraceHandle& handle) {
   KEL_TRACE(handle, 1, "MorvikLib", "inner") << "inner " << 2;
   return 1;
@@ -115,35 +85,56 @@ int throwing() {
   throw std::runtime_error("operand");
 }
 
-TEST_F(KelTrace, EachMessageStartsAfreshWhateverTheOneBeforeDid) {
-  handle_.allLevelsIs(true);
+// A disabled level hands out no message and evaluates no operand; each message starts afresh
+// whatever the one before did to the stream, however it ended.
+TEST_F(KelTrace, DisabledLevelsEvaluateNothingAndEachMessageStartsAfresh) {
+  handle_.levelsIs(bits({0, 1, 2, 5}));
+  KEL_TRACE(handle_, 4, "MorvikLib", "doMmap") << "size:" << counted(1);
+  KEL_TRACE(handle_, 6, "MorvikLib", "doMmap") << "size:" << counted(2);
+  EXPECT_EQ(calls, 0);
+  const int line = __LINE__ + 1;
+  KEL_TRACE(handle_, 5, "MorvikLib", "doMmap") << "size:" << counted(3);
+  EXPECT_EQ(calls, 1);
   KEL_TRACE(handle_, 0, "f", "g") << std::hex << std::showbase << std::setw(8) << std::left << 255
                                   << std::setprecision(2) << 1.23456;
   KEL_TRACE(handle_, 0, "f", "g") << 255 << " " << 1.23456;
   KEL_TRACE(handle_, 1, "MorvikLib", "outer") << "outer " << nestedTrace(handle_) << " end";
   EXPECT_THROW(KEL_TRACE(handle_, 1, "f", "g") << "lost " << throwing(), std::runtime_error);
   KEL_TRACE(handle_, 2, "f", "g") << "kept";
-  EXPECT_EQ(capture_.texts(), (std::vector<std::string>{"0xff    1.2", "255 1.23456", "inner 2",
-                                                        "outer 1 end", "kept"}));
+  ASSERT_EQ(capture_.texts(), (std::vector<std::string>{"size:3", "0xff    1.2", "255 1.23456",
+                                                        "inner 2", "outer 1 end", "kept"}));
+  // Level, handle, file and function reach the sink as given: MemMap's tests compare them on
+  // every line.
+  EXPECT_EQ(capture_.entries()[0].line, line);
 }
 
-TEST(KelTraceFile, LinesAreAppendedToTheNamedFile) {
+// A handle reads its levels and its trace file, to which it appends, when it is made.
+TEST(KelTraceHandle, EnvironmentIsReadAtConstructionOnly) {
   char path[] = "/tmp/KelTraceFileXXXXXX";
   const int fd = mkstemp(path);
   ASSERT_EQ(write(fd, "earlier\n", 8), 8);
   close(fd);
   {
     ScopedEnv file("KEL_TRACE_FILE", path);
-    ScopedEnv setting("KEL_TRACE", "KelTraceFile/5");
-    Kel::TraceHandle handle("KelTraceFile", false);
+    ScopedEnv setting("KEL_TRACE", "KelTraceA/2,4-5");
+    Kel::TraceHandle handle("KelTraceA", false);
+    EXPECT_EQ(handle.levels(), bits({2, 4, 5}));
     KEL_TRACE(handle, 5, "MorvikLib", "doMmap") << "paddr is  " << Kel::hex(0xABC);
     KEL_TRACE(handle, 6, "MorvikLib", "doMmap") << "off";
+    setenv("KEL_TRACE", "KelTraceA/3", 1);
+    EXPECT_FALSE(handle.enabled(3));
+    EXPECT_EQ(Kel::TraceHandle("KelTraceA", false).levels(), bits({3}));
+    EXPECT_EQ(Kel::TraceHandle("KelTraceB", true).levels(), ~U32{0});
+    handle.allLevelsIs(true);
+    EXPECT_FALSE(handle.enabled(-1));
+    EXPECT_FALSE(handle.enabled(32));
+    EXPECT_TRUE(handle.enabled(31));
   }
   std::ifstream in(path);
   std::stringstream text;
   text << in.rdbuf();
   unlink(path);
-  EXPECT_EQ(text.str(), "earlier\nKelTraceFile/5 MorvikLib doMmap: paddr is  abc\n");
+  EXPECT_EQ(text.str(), "earlier\nKelTraceA/5 MorvikLib doMmap: paddr is  abc\n");
 }
 
 }  // namespace

@@ -11,15 +11,14 @@
 #include <cstdlib>
 #include <filesystem>
 #include <functional>
-#include <optional>
 #include <sstream>
 #include <string>
 #include <vector>
 
 #include "Kel/Exception.h"
 #include "MorvikLib/Trace.h"
-#include "ostra/ostra.h"
 #include "support/Capture.h"
+#include "support/Regions.h"
 
 namespace {
 
@@ -87,10 +86,6 @@ class MemMapTest : public testing::Test {
   void SetUp() override {
     savedLevels_ = traceHandle().levels();
     traceHandle().levelsIs((1u << 0) | (1u << 5));
-    if (const char* vmid = std::getenv("SIMULATION_VMID")) savedVmid_ = vmid;
-    simulation();
-    ostra_alloc_func("MorvikLocal", 2 * 4096, "t");
-    ostra_alloc_func("MorvikRemote", 4096, "t");
     file_ = testing::TempDir() + "memmap-XXXXXX";
     const int fd = mkstemp(file_.data());
     for (U64 page = 0; page < 4; ++page) {
@@ -101,17 +96,10 @@ class MemMapTest : public testing::Test {
   }
   void TearDown() override {
     unlink(file_.c_str());
-    simulation();
-    ostra_free("MorvikLocal");
-    ostra_free("MorvikRemote");
-    savedVmid_ ? setenv("SIMULATION_VMID", savedVmid_->c_str(), 1) : unsetenv("SIMULATION_VMID");
+    simulation();  // the regions are freed on their own machine
     traceHandle().levelsIs(savedLevels_);
   }
-  void simulation() {
-    const auto* info = testing::UnitTest::GetInstance()->current_test_info();
-    setenv("SIMULATION_VMID", ("memmap-" + std::to_string(getpid()) + "-" + info->name()).c_str(),
-           1);
-  }
+  void simulation() { setenv("SIMULATION_VMID", regions_.vmid().c_str(), 1); }
   Lines lines() {
     Lines result;
     for (const auto& e : capture_.entries()) {
@@ -121,38 +109,38 @@ class MemMapTest : public testing::Test {
     capture_.clear();
     return result;
   }
-  // Runs `call`, which must throw Kel::ErrnoException with `context`, and gives back its errno.
+  // Runs `call`, which must throw Kel::ErrnoException (only the errno id bit) with `context`.
   static int errnoOf(const std::function<void()>& call, const std::string& context) {
     try {
       call();
     } catch (const Kel::ErrnoException& e) {
       EXPECT_EQ(e.context().stdString(), context);
       EXPECT_EQ(e.message(), Kel::errorString(e.errnum()));
+      EXPECT_EQ(e.ids().bits(), 1u << 29);
       return e.errnum();
     }
     ADD_FAILURE() << "no Kel::ErrnoException";
     return 0;
   }
 
+  // "MorvikLocal" of two pages and "MorvikRemote" of one; first, so that it outlives the capture.
+  MorvikTest::Regions regions_{MorvikTest::Regions::Kind::simulated, 2 * 4096, 4096};
   MorvikTest::TraceCapture capture_;
   std::string file_;
   U32 savedLevels_ = 0;
-  std::optional<std::string> savedVmid_;
 };
 
 TEST_F(MemMapTest, SimulationMapsRegionBytesWithExactTraces) {
   // File and paddr mean nothing in simulation; any non-zero type is remote.
   const U64 rw = doMmap("/nonexistent/a", 0, 100, 200, memMapTypeLocal, memMapAccessReadWrite);
-  ASSERT_NE(rw, 0u);
   EXPECT_EQ(lines(), mapLines("MorvikLocal", 100, 200, rw));
   const U64 peer = doMmap("", 0xdead000, 0, 64, static_cast<MemMapType>(7), memMapAccessReadWrite);
-  ASSERT_NE(peer, 0u);
   EXPECT_EQ(lines(), mapLines("MorvikRemote", 0, 64, peer));
   // Offsets and sizes keep their low 32 bits; the traces show the full figures.
   const U64 offset = k4G + 99, size = 3 * k4G + 64;
   const U64 ro = doMmap("", 0, offset, size, memMapTypeLocal, memMapAccessReadOnly);
-  ASSERT_NE(ro, 0u);
   EXPECT_EQ(lines(), mapLines("MorvikLocal", offset, size, ro));
+  ASSERT_TRUE(rw && peer && ro);
   bytes(rw)[0] = 0x5a;
   EXPECT_EQ(bytes(ro)[0], 0);
   EXPECT_EQ(bytes(ro)[1], 0x5a);
@@ -167,7 +155,8 @@ TEST_F(MemMapTest, SimulationMapsRegionBytesWithExactTraces) {
   EXPECT_EQ(doMunmap(rw, 200, memMapTypeLocal), 0);
 }
 
-TEST_F(MemMapTest, HardwareMapsTheFileAtPaddrWhateverTheByteOffset) {
+// Every path closes the descriptor it opened before it returns, the failing ones included.
+TEST_F(MemMapTest, HardwareMapsTheFileAtPaddrWhateverTheByteOffsetAndFailuresThrowAndTrace) {
   unsetenv("SIMULATION_VMID");
   const std::size_t before = openDescriptors();
   const U64 vaddr = doMmap(file_, kPage, 12345, kPage, memMapTypeRemote, memMapAccessReadWrite);
@@ -180,18 +169,6 @@ TEST_F(MemMapTest, HardwareMapsTheFileAtPaddrWhateverTheByteOffset) {
   EXPECT_EQ(doMunmap(vaddr, kPage, memMapTypeLocal), 0);
   EXPECT_EQ(lines(), Lines{line(5, "doMunmap", kSigUnmap)});
 
-  // Sizes keep their low 32 bits: two pages map, and the unmap of 4 GiB + 1 page takes only one.
-  const U64 two = doMmap(file_, 0, 0, k4G + 2 * kPage, memMapTypeLocal, memMapAccessReadWrite);
-  EXPECT_EQ(lines()[1], hardwareLines(0, k4G + 2 * kPage)[1]);
-  EXPECT_EQ(doMunmap(two, k4G + kPage, memMapTypeLocal), 0);
-  EXPECT_NE(msync(bytes(two), kPage, MS_ASYNC), 0);
-  EXPECT_EQ(bytes(two)[kPage], 'b');
-  EXPECT_EQ(doMunmap(two + kPage, kPage, memMapTypeLocal), 0);
-}
-
-TEST_F(MemMapTest, HardwareFailuresThrowTraceAndCloseTheDescriptor) {
-  unsetenv("SIMULATION_VMID");
-  const std::size_t before = openDescriptors();
   const std::string missing = file_ + ".missing";
   EXPECT_EQ(errnoOf([&] { doMmap(missing, 0, 0, kPage, memMapTypeLocal, memMapAccessReadWrite); },
                     "opening file"),
@@ -216,16 +193,22 @@ TEST_F(MemMapTest, HardwareFailuresThrowTraceAndCloseTheDescriptor) {
     EXPECT_EQ(lines(), expected);
   }
   EXPECT_EQ(openDescriptors(), before);
-  const U64 vaddr = doMmap(file_, 0, 0, kPage, memMapTypeLocal, memMapAccessReadWrite);
+
+  // Sizes keep their low 32 bits: two pages map, and the unmap of 4 GiB + 1 page takes only one.
+  const U64 two = doMmap(file_, 0, 0, k4G + 2 * kPage, memMapTypeLocal, memMapAccessReadWrite);
+  EXPECT_EQ(lines()[1], hardwareLines(0, k4G + 2 * kPage)[1]);
+  EXPECT_EQ(doMunmap(two, k4G + kPage, memMapTypeLocal), 0);
+  EXPECT_NE(msync(bytes(two), kPage, MS_ASYNC), 0);
   lines();
-  EXPECT_EQ(errnoOf([&] { doMunmap(vaddr + 1, k4G + kPage, memMapTypeLocal); }, "munmap failed"),
-            EINVAL);
-  EXPECT_EQ(lines(), (Lines{line(5, "doMunmap", kSigUnmap),
-                            line(0, "doMunmap",
-                                 kSigUnmap + " Failed to unmmap " + hex(vaddr + 1) + " size " +
-                                     hex(k4G + kPage))}));
-  EXPECT_EQ(bytes(vaddr)[0], 'a') << "the mapping survives the failed unmap";
-  EXPECT_EQ(doMunmap(vaddr, kPage, memMapTypeLocal), 0);
+  const U64 odd = two + kPage + 1;
+  EXPECT_EQ(errnoOf([&] { doMunmap(odd, k4G + kPage, memMapTypeLocal); }, "munmap failed"), EINVAL);
+  EXPECT_EQ(
+      lines(),
+      (Lines{line(5, "doMunmap", kSigUnmap),
+             line(0, "doMunmap",
+                  kSigUnmap + " Failed to unmmap " + hex(odd) + " size " + hex(k4G + kPage))}));
+  EXPECT_EQ(bytes(two)[kPage], 'b') << "the second page survives both unmaps";
+  EXPECT_EQ(doMunmap(two + kPage, kPage, memMapTypeLocal), 0);
 }
 
 // A store through a read-only mapping faults (no text); a failed simulated unmap is an assertion.

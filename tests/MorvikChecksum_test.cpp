@@ -16,7 +16,7 @@ U64 fold(U64 checksum, const std::string& bytes) {
                                static_cast<U32>(bytes.size()));
 }
 
-TEST(MorvikChecksum, FoldIsFixedSeededAndEmptyRangesLeaveItAlone) {
+TEST(MorvikChecksum, FoldIsFixedSeededEmptyRangesLeaveItAloneAndTheComplementCancelsIt) {
   // The peer may run another build; both must keep folding alike.
   EXPECT_EQ(fold(0, "morvik"), 0x2ac67f3f606268b8ull);
   EXPECT_EQ(fold(0x2ac67f3f606268b8ull, "morvik"), 0xbd46d2ae30ad190full);
@@ -29,9 +29,7 @@ TEST(MorvikChecksum, FoldIsFixedSeededAndEmptyRangesLeaveItAlone) {
   EXPECT_EQ(fold(0, local), fold(0, standby));
   standby[4095] ^= 0x01;
   EXPECT_NE(fold(0, local), fold(0, standby));
-}
-
-TEST(MorvikChecksum, TwosComplementCancels) {
+  // The active publishes the complement beside the checksum: the two add up to zero.
   for (U64 v : {0ull, 1ull, 0x7FFF'FFFF'FFFF'FFFFull, 1ull << 63, 0xFFFF'FFFFull, ~0ull}) {
     EXPECT_EQ(v + Morvik::twosComplement(v), 0u) << v;
   }

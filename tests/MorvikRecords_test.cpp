@@ -144,9 +144,8 @@ TEST(MorvikRecords, KeyedCollectionsKeepKeyOrderAndNotifyPerMember) {
     request->auditMapIs(offset, 0x1'0000'0008ull);
   }
   EXPECT_EQ(request->auditMap().at(0x40), 0x1'0000'0008ull);
-  EXPECT_EQ(request->auditMap().count(0x41), 0u);
-  request->auditMapDel(0x41);
   journal.clear();
+  request->auditMapDel(0x41);  // no such member: nothing to tell
   request->auditMapDelAll();
   EXPECT_EQ(journal,
             "onAuditMap(64) onAuditMap(256) onAuditMap(4294967295) onAuditMap(4294967296) ");

@@ -16,7 +16,8 @@ TEST(SimCycleFigures, BucketsSplitAtPowersOfTwoAndPercentilesReadThem) {
   CycleFigures figures;
   EXPECT_EQ(figures.percentileCycles(99), 0u);
   EXPECT_EQ(figures.minCycles(), 0u);
-  for (std::uint64_t cycles = 1; cycles <= 100; ++cycles) figures.record(cycles);
+  for (std::uint64_t cycles = 100; cycles >= 1; --cycles) figures.record(cycles);
+  EXPECT_EQ(figures.minCycles(), 1u);
   EXPECT_EQ(figures.totalCycles(), 5050u);
   EXPECT_EQ(figures.bucketCount(7), 37u);
   const std::pair<double, std::uint64_t> percentiles[] = {
@@ -27,10 +28,6 @@ TEST(SimCycleFigures, BucketsSplitAtPowersOfTwoAndPercentilesReadThem) {
   figures.record(1ull << 40);
   EXPECT_EQ(figures.bucketCount(CycleFigures::kBuckets - 1), 1u);
   EXPECT_EQ(figures.percentileCycles(100), 1ull << 40);
-  CycleFigures single;
-  single.record(1000);
-  EXPECT_EQ(single.minCycles(), 1000u);
-  EXPECT_EQ(single.percentileCycles(1), 1000u);
 }
 
 }  // namespace

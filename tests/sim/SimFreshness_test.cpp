@@ -11,7 +11,6 @@
 #include "Kel/System.h"
 #include "MemoryWatcher.h"
 #include "Monitor.h"
-#include "Sampler.h"
 #include "support/Loop.h"
 
 namespace MorvikSim {
@@ -68,19 +67,6 @@ TEST_F(SimFreshness, MeasuresWhatTheStandbyLacksAndCatchesLostWrites) {
   EXPECT_EQ(f.staleBytes, 16384u);
   EXPECT_EQ(f.unaccountedChunks, 0u) << "nothing to compare while away";
   EXPECT_DOUBLE_EQ(f.oldestPendingAge, 4.0) << "the lost write is older than the standby's loss";
-}
-
-// The spread of a figure over the samples, by nearest rank.
-TEST(SimFreshnessSummary, PercentilesAreValuesOfTheSamples) {
-  std::vector<Sample> samples(200);
-  for (std::size_t i = 0; i < samples.size(); ++i) samples[i].freshness.staleChunks = i + 1;
-  samples[5].freshness.unaccountedChunks = 2;
-  const FreshnessSummary s = summarizeFreshness(samples);
-  EXPECT_EQ(s.samples, 200u);
-  EXPECT_DOUBLE_EQ(s.staleChunks.p50, 100.0);
-  EXPECT_DOUBLE_EQ(s.staleChunks.p99, 198.0);
-  EXPECT_DOUBLE_EQ(s.staleChunks.max, 200.0);
-  EXPECT_EQ(s.unaccountedChunks + s.samplesWithUnaccounted, 3u);
 }
 
 }  // namespace

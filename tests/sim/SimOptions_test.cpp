@@ -53,7 +53,6 @@ TEST(SimLayout, FeaturesLieBackToBackInWholeChunksOfEverySize) {
   const Layout layout({{"a", 8192}, {"b", 65536}, {"c", 16384}}, {4096, 8192});
   EXPECT_EQ(layout.offset(2), 73728u);
   EXPECT_EQ(layout.total(), 90112u);
-  EXPECT_EQ(layout.find("z"), 3u);
   EXPECT_THROW(Layout({{"a", 0}}, {4096}), UsageError);
   EXPECT_THROW(Layout({}, {4096}), UsageError);
   const U32 half = static_cast<U32>(Layout::kMaxTotal / 2);

@@ -13,16 +13,14 @@ namespace {
 // Events are filed under the first sample at or after them, and quotes in them are doubled.
 TEST(SimTimelineCsv, FilesEventsUnderTheirSample) {
   Report r;
-  Sample s;
-  r.samples.push_back(s);
-  s.t = 10.0;
-  s.bytesMirrored = s.mirroredInPeriod = 4096;
-  s.pendingPeak = 3;
-  r.samples.push_back(s);
-  s.t = 20.0;
-  s.mirroredInPeriod = 0;
-  s.freshness = {4096, 1, 2.5, 1};
-  r.samples.push_back(s);
+  r.samples = {
+      {},
+      {.t = 10.0,
+       .pendingPeak = 3,
+       .bytesMirrored = 4096,
+       .mirroredInPeriod = 4096,
+       .freshness = {}},
+      {.t = 20.0, .pendingPeak = 3, .bytesMirrored = 4096, .freshness = {4096, 1, 2.5, 1}}};
   r.events = {{0.0, true, "start"}, {5.0, true, "corrupt a+0x1"}, {10.0, false, "say \"hi\""}};
   std::ostringstream out;
   writeTimelineCsv(out, r);
@@ -38,19 +36,14 @@ TEST(SimChecks, EachBrokenPromiseGetsItsOwnLine) {
   r.auditInterval = 60.0;
   r.switchoverAt = 3600.0;
   r.nosync = true;
-  r.atRest.differingBytes = 5;
-  r.atRest.differingChunks = 2;
-  r.atRest.corruptBytes = 1;
+  r.atRest = {.corruptBytes = 1, .differingBytes = 5, .differingChunks = 2};
   r.atSwitchover.unaccountedChunks = 1;
   r.freshness.samples = 722;
   r.freshness.unaccountedChunks = 3;
   r.freshness.samplesWithUnaccounted = 2;
   r.audit.unexplainedRepairs = 2;
-  Corruption neverFound;
-  neverFound.injectedAt = 3590.0;
-  Corruption foundNotRepaired;
-  foundNotRepaired.foundByAudit = true;
-  r.corruptionList = {neverFound, foundNotRepaired};
+  // One corruption never found, one found by the audit and never repaired.
+  r.corruptionList = {{.injectedAt = 3590.0}, {.foundByAudit = true}};
   r.corruptions.failedHeals[static_cast<int>(HealCause::audit)] = 1;
   r.corruptions.failedHeals[static_cast<int>(HealCause::chunkChange)] = 3;
   evaluateChecks(r);

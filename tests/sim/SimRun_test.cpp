@@ -34,8 +34,6 @@ class SimRun : public ::testing::Test {
            std::to_string(coldOffset(hotZones(options_, layout)[f], layout.size(f), 12345));
   }
 
-  void fault(const std::string& fault) { options_.faults.push_back(parseFault(fault)); }
-
   Report run() {
     validateOptions(options_);
     Report report = Simulator(options_).run();
@@ -48,32 +46,30 @@ class SimRun : public ::testing::Test {
 };
 
 TEST_F(SimRun, EachRepairGetsTheCreditForTheCorruptionItHealed) {
+  // One corruption, at a spot of the feature that its writes never touch, and one other fault.
   const struct {
-    std::vector<std::string> faults;
+    const char* at;
+    const char* feature;
+    const char* other;
     HealCause cause;
     U64 repairs;
-  } cases[] = {{{"corrupt@30s," + coldSpot("alpha")}, HealCause::audit, 1},
-               {{"corrupt@52s," + coldSpot("beta"), "away@53s,for=20s,record=null"},
-                HealCause::standbyReturn,
-                0},
-               {{"corrupt@40s," + coldSpot("alpha"), "chunk@41s"}, HealCause::chunkChange, 0},
-               {{"silent@12s,feature=beta,for=80s", "corrupt@20s," + coldSpot("beta")},
-                HealCause::retryResync,
-                0},
-               // The standby answers again, but not the request it missed: the audit's second
-               // retry resyncs, and its new request, answered at once, finds the mismatch and
-               // resyncs again in the same pass. The first resync is not over for that.
-               {{"silent@12s,feature=beta,for=65s", "corrupt@90s," + coldSpot("beta")},
-                HealCause::retryResync,
-                1}};
+  } cases[] = {{"30s", "alpha", nullptr, HealCause::audit, 1},
+               {"52s", "beta", "away@53s,for=20s,record=null", HealCause::standbyReturn, 0},
+               {"40s", "alpha", "chunk@41s", HealCause::chunkChange, 0},
+               {"20s", "beta", "silent@12s,feature=beta,for=80s", HealCause::retryResync, 0},
+               // The standby answers again, but not the request it missed: the audit's second retry
+               // resyncs, and its new request, answered at once, finds the mismatch and resyncs
+               // again in the same pass. The first resync is not over for that.
+               {"90s", "beta", "silent@12s,feature=beta,for=65s", HealCause::retryResync, 1}};
   for (const auto& c : cases) {
-    SCOPED_TRACE(c.faults.front());
-    options_.faults.clear();
-    for (const std::string& f : c.faults) fault(f);
+    const std::string corrupt = std::string("corrupt@") + c.at + "," + coldSpot(c.feature);
+    SCOPED_TRACE(corrupt);
+    options_.faults = {parseFault(corrupt)};
+    if (c.other) options_.faults.push_back(parseFault(c.other));
     const Report r = run();
     ASSERT_EQ(r.corruptionList.size(), 1u);
     EXPECT_EQ(r.corruptionList[0].cause, c.cause);
-    EXPECT_TRUE(r.corruptionList[0].healed);
+    // A corruption left in place would fail the run.
     EXPECT_TRUE(r.passed()) << (r.failures.empty() ? "" : r.failures.front());
     EXPECT_EQ(r.corruptions.auditFindings, c.cause == HealCause::audit ? 1u : 0u);
     EXPECT_EQ(r.audit.repairs, c.repairs);
@@ -90,9 +86,7 @@ TEST_F(SimRun, ASwitchoverLosesTheChunkLeftToTheCopier) {
   EXPECT_EQ(r.atSwitchover.pendingChunks, 1u);
   EXPECT_EQ(r.atSwitchover.staleChunks, 1u);
   EXPECT_EQ(r.atSwitchover.pendingBytes, 4096u);
-  EXPECT_GT(r.atSwitchover.staleBytes, 0u);
-  EXPECT_EQ(r.atSwitchover.unaccountedChunks, 0u);
-  EXPECT_TRUE(r.passed());
+  EXPECT_TRUE(r.passed()) << "a stale chunk the copier did not know of would fail it";
 }
 
 }  // namespace
