@@ -19,6 +19,7 @@
 #include "Morvik/FeatureManifest.h"
 #include "MorvikLib/MorvikAuditSm.h"
 #include "MorvikLib/MorvikMemorySm.h"
+#include "ostra/OstraKey.h"
 #include "ostra/ostra.h"
 #include "support/AllocCounts.h"
 #include "support/Chassis.h"
@@ -187,6 +188,14 @@ TEST(MorvikMemorySmTest, SteadyWritesAndResyncsAllocateNothing) {
   EXPECT_TRUE(chassis.copiesEqual());
 }
 
+// The agent that ostra recorded as the owner of the local region: text at byte 56 of its header.
+std::string localOwner(const Chassis& chassis) {
+  std::ifstream header("/dev/shm" + ostra::objectNameFor(chassis.vmid(), "MorvikLocal"));
+  std::string owner(256, '\0');
+  header.seekg(56).read(owner.data(), 256);
+  return owner.c_str();
+}
+
 // Local mappings carry the DMA address, remote ones the peer's own address as their version.
 TEST(MorvikMemorySmTest, OnlyRoleTwoKeepsRemoteMemoryAwayAndEachMappingCarriesItsAddresses) {
   for (U32 role : {0u, 1u, 2u, 3u, 0x7fffffffu, 0xffffffffu}) {
@@ -195,7 +204,11 @@ TEST(MorvikMemorySmTest, OnlyRoleTwoKeepsRemoteMemoryAwayAndEachMappingCarriesIt
     Chassis::Options options;
     options.role = static_cast<Morvik::ActiveSupeType>(role);
     options.peerMemory = 0x123456789000ull;
+    options.machines = false;
     Chassis chassis(options);
+    chassis.envIs("AGENT_PROCESS_NAME", nullptr);
+    chassis.buildMachines();
+    EXPECT_EQ(localOwner(chassis), "@MorvikLib.kin");
     const U64 localPaddr = ostra_alloc_func("MorvikLocal", chassis.total(), "");
     ASSERT_GT(localPaddr, 0xffffffffull) << "a DMA address must differ from the physical one";
     for (std::size_t i = 0; i < chassis.features(); ++i) {
@@ -215,6 +228,28 @@ TEST(MorvikMemorySmTest, OnlyRoleTwoKeepsRemoteMemoryAwayAndEachMappingCarriesIt
         EXPECT_EQ(m.version(), active ? options.peerMemory + offset : 0);
       }
     }
+    // Local memory is mapped once per memory; a feature the manifest does not list, never.
+    const U64 vaddr = chassis.memory(0)->localMemory().vaddr();
+    chassis.newMachine(0, chassis.memory(0))->handleLocalMemoryChange();
+    EXPECT_EQ(chassis.memory(0)->localMemory().vaddr(), vaddr);
+    auto stranger = MorvikLib::morvikMemoryFactory(Kel::Name("delta"));
+    MorvikLib::morvikMemorySmFactory(Kel::Name("delta"), chassis.status(), chassis.manifest(),
+                                     nullptr, nullptr, nullptr, stranger)
+        ->handleLocalMemoryChange();
+    EXPECT_EQ(stranger->localMemory().vaddr(), 0u);
+  }
+}
+
+// Two ranges overlap when they share a byte; an empty range at or inside the other counts too.
+TEST(MorvikMemorySmTest, RangesOverlapWhenTheyShareAByte) {
+  const U64 cases[][5] = {
+      {100, 100, 199, 1, 1}, {100, 100, 200, 1, 0}, {200, 16, 100, 100, 0},
+      {200, 0, 200, 1, 1},   {100, 100, 150, 0, 1},
+  };
+  Chassis chassis;
+  for (const auto& c : cases) {
+    EXPECT_EQ(chassis.sm(0)->overlap(c[0], c[1], c[2], c[3]), c[4] == 1)
+        << c[0] << "+" << c[1] << " vs " << c[2] << "+" << c[3];
   }
 }
 
