@@ -183,6 +183,51 @@ TEST_F(MorvikAuditCycle, ASilentStandbyIsResyncedOnTheFifthRetryAndNeverWithAMax
   EXPECT_EQ(sm_->resultRetryCount(), 11u);
 }
 
+// Neither knob moves the armed timer: a disabled audit goes on ticking, and a new interval counts
+// from the next tick. A status that asks for an audit ticks at once when it comes later, not when
+// it comes with the machine. Remote memory away on a fixed system is not worth a word.
+TEST_F(MorvikAuditCycle, TheKnobsLeaveTheArmedTimerAloneAndOnlyALaterAskingStatusTicksAtOnce) {
+  EXPECT_EQ(sm_->resultRetryCount(), 0u);
+  sm_->auditEnabledIs(false);
+  sm_->auditIntervalIs(10.0);
+  EXPECT_EQ(sm_->clockReactor()->timeMin(), tickTime(1));
+  Chassis::runUntil(tickTime(1) + 20.0);
+  EXPECT_EQ(timeline_.timesOf(kSm + "handleAuditClockTimeout()"),
+            (Times{tickTime(1), tickTime(1) + 10.0, tickTime(1) + 20.0}));
+  EXPECT_EQ(timeline_.of(kAudit), Texts(3, " auditEnable is false"));
+  sm_->auditEnabledIs(true);
+  auto asking = Kel::allocate<Morvik::Status>(Kel::Name("asking"));
+  asking->activeSupeIs(Morvik::activeSupeActive);
+  asking->featureAuditTriggerIs(3);
+  MorvikLib::morvikAuditSmFactory(Kel::Name("alphaAudit"), memory(), asking, chassis_.manifest(),
+                                  request_, answer_, Kel::activityManager()->clock());
+  EXPECT_EQ(request_->requestId(), 0u);
+  sm_->morvikStatusIs(asking);
+  EXPECT_EQ(request_->requestId(), 1u);
+  EXPECT_EQ(sm_->clockReactor()->timeMin(), Kel::System::currentTime() + 10.0);
+  chassis_.remoteMemoryIs(false);
+  chassis_.manifest()->fixedSystemIs(1);
+  timeline_.clear();
+  sm_->auditMemory();
+  EXPECT_EQ(timeline_.of(), Texts{});
+}
+
+// Only the listed ranges count, folded in ascending offset order, each length cut to 32 bits.
+TEST_F(MorvikAuditCycle, AMapFoldsItsRangesInOffsetOrder) {
+  const U64 local = memory()->localMemory().vaddr();
+  const U64 first = Morvik::addToChecksum(0, local + 0x40, 8);
+  const std::pair<std::vector<std::pair<U64, U64>>, U64> cases[] = {
+      {{}, 0},
+      {{{0x100, 16}, {0x40, 8}}, Morvik::addToChecksum(first, local + 0x100, 16)},
+      {{{0x40, 0x1'0000'0008ull}}, first}};
+  request_->auditMapEnabledIs(true);
+  for (const auto& [map, checksum] : cases) {
+    request_->auditMapDelAll();
+    for (const auto& [offset, length] : map) request_->auditMapIs(offset, length);
+    EXPECT_EQ(sm_->computeChecksum(), checksum);
+  }
+}
+
 // The handler runs once for a new status, and hears only the status in place; the memory's
 // ignoreChecksum is still set from its creation. Then its tests, in their fixed order.
 TEST_F(MorvikAuditCycle, TheVerdictsTestsRunInTheirFixedOrder) {
