@@ -98,6 +98,9 @@ TEST_F(KelNotifieeTest, RepointingMovesTheNotifieeAndItsReference) {
   auto clock = Kel::allocate<Kel::Clock>(Kel::Name("clock"));
   w->notifierIs(clock);  // a notifier of another type converts to null
   EXPECT_EQ(clock->references(), 1u);
+  gauge->levelIs(3);  // nobody left to tell
+  EXPECT_EQ(gauge->level(), 3u);
+  EXPECT_TRUE(journal.empty());
 }
 
 // R/U register and unregister, Z/z turn zombie and back; a zombie stays out of the list.

@@ -78,6 +78,12 @@ TEST_F(MorvikMemoryTest, BitmapMembersChangeAndNotifyPerKey) {
   memory_->replicationStatusBitmapDelAll();
   EXPECT_THAT(journal_->calls,
               testing::UnorderedElementsAre("bitmap:0", "bitmap:5", "bitmap:33554432"));
+  // Offset 32768 starts key 1; a larger chunk keeps the bits and widens the range each stands for.
+  memory_->replicationStatusIs(32768, true);
+  EXPECT_EQ(memory_->replicationStatusBitmap(1), 0x01);
+  memory_->remoteCopyChunkSizeIs(8192);
+  EXPECT_EQ(memory_->replicationStatusBitmap(1), 0x01);
+  EXPECT_TRUE(memory_->replicationStatus(65536 + 8191) && !memory_->replicationStatus(32768));
   // The generation counter wraps, and only a non-zero step notifies.
   memory_->remoteMemoryChangedGenIdIs(~U64{0});
   journal_->calls.clear();
@@ -131,6 +137,7 @@ TEST_P(MorvikMemoryMappingTest, MappingsAreInstalledAndTornDownInOrder) {
   memory_->unsetRemote();
   EXPECT_THAT(journal_->calls, ElementsAre("remoteMemory", "remoteMemoryReady"));
   EXPECT_EQ(memory_->remoteMemoryWritableShadow(), remoteShadow) << "left describing the old range";
+  EXPECT_EQ(memory_->remoteMemory(), MemoryMapping());
   journal_->calls.clear();
   capture_.clear();
   memory_->unsetLocal();
@@ -143,6 +150,12 @@ TEST_P(MorvikMemoryMappingTest, MappingsAreInstalledAndTornDownInOrder) {
   memory_->unsetLocal();
   EXPECT_TRUE(journal_->calls.empty());
   EXPECT_THAT(capture_.texts(), ElementsAre("void MorvikLib::MorvikMemory::unsetLocal()"));
+  // Nothing mapped: only the simulated address and the ready flag are left to clear.
+  memory_->localMemorySimPaddrIs(0x1234000);
+  memory_->localMemoryReadyIs(true);
+  journal_->calls.clear();
+  memory_->unsetLocal();
+  EXPECT_THAT(journal_->calls, ElementsAre("localMemorySimPaddr", "localMemoryReady"));
 
   // Deletion, and then destruction, tear down remote before local.
   mapBoth();
