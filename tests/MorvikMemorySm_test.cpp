@@ -19,7 +19,7 @@
 #include "Morvik/FeatureManifest.h"
 #include "MorvikLib/MorvikAuditSm.h"
 #include "MorvikLib/MorvikMemorySm.h"
-#include "ostra/OstraKey.h"
+#include "ostra/OstraRegion.h"
 #include "ostra/ostra.h"
 #include "support/AllocCounts.h"
 #include "support/Chassis.h"
@@ -188,12 +188,9 @@ TEST(MorvikMemorySmTest, SteadyWritesAndResyncsAllocateNothing) {
   EXPECT_TRUE(chassis.copiesEqual());
 }
 
-// The agent that ostra recorded as the owner of the local region: text at byte 56 of its header.
-std::string localOwner(const Chassis& chassis) {
-  std::ifstream header("/dev/shm" + ostra::objectNameFor(chassis.vmid(), "MorvikLocal"));
-  std::string owner(256, '\0');
-  header.seekg(56).read(owner.data(), 256);
-  return owner.c_str();
+// The agent that ostra recorded as the owner of the local region of the current machine.
+std::string localOwner() {
+  return ostra::Region::open(*ostra::currentKey("MorvikLocal"), false).info().owner;
 }
 
 // Local mappings carry the DMA address, remote ones the peer's own address as their version.
@@ -208,7 +205,7 @@ TEST(MorvikMemorySmTest, OnlyRoleTwoKeepsRemoteMemoryAwayAndEachMappingCarriesIt
     Chassis chassis(options);
     chassis.envIs("AGENT_PROCESS_NAME", nullptr);
     chassis.buildMachines();
-    EXPECT_EQ(localOwner(chassis), "@MorvikLib.kin");
+    EXPECT_EQ(localOwner(), "@MorvikLib.kin");
     const U64 localPaddr = ostra_alloc_func("MorvikLocal", chassis.total(), "");
     ASSERT_GT(localPaddr, 0xffffffffull) << "a DMA address must differ from the physical one";
     for (std::size_t i = 0; i < chassis.features(); ++i) {

@@ -47,6 +47,10 @@ struct RegionHeader {
   char owner[kOwnerBytes];
 };
 
+std::string_view ownerOf(const RegionHeader& header) {
+  return {header.owner, strnlen(header.owner, kOwnerBytes)};
+}
+
 char* keyBytes(RegionHeader* header) {
   return reinterpret_cast<char*>(header + 1);
 }
@@ -121,8 +125,8 @@ HeaderState readHeader(int fd, const RegionKey& key, RegionInfo& info) {
   if (magic == 0) return HeaderState::pending;
   if (magic != kMagic || !plausible(*header, key, fileBytes)) return HeaderState::bad;
   if (!sameKey(fd, header->headerBytes, key)) return HeaderState::bad;
-  info = RegionInfo{header->length, header->paddr, header->headerBytes, header->creatorPid,
-                    header->creatorStart};
+  info = RegionInfo{header->length,     header->paddr,        header->headerBytes,
+                    header->creatorPid, header->creatorStart, std::string(ownerOf(*header))};
   return HeaderState::ready;
 }
 

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cstdint>
+#include <string>
 #include <string_view>
 #include <utility>
 
@@ -29,6 +30,7 @@ struct RegionInfo {
   // The process that created the region, and when it started (so that a reused id is told apart).
   std::uint64_t creatorPid = 0;
   std::uint64_t creatorStart = 0;
+  std::string owner;  // the agent that allocated it
 };
 
 // An open region object whose header has been read; invalid when it could not be had.
