@@ -85,6 +85,25 @@ TEST_F(KelClockTest, RunsByTimeThenByRequestOrderAndRearmingForNowWaitsForTheNex
                               "copier@1000", "b@1001", "a@1001", "c@1002", "d@1007"}));
 }
 
+// The last request asked again for a later time stays last; it can still be moved before others
+// and withdrawn, which find it by the key it was renewed with.
+TEST_F(KelClockTest, TheLastRequestAskedAgainCanStillBeMovedAndWithdrawn) {
+  auto x = alarm("x"), y = alarm("y");
+  x->timeMinIs(1003);
+  x->timeMinIs(1005);
+  y->timeMinIs(1004);
+  x->timeMinIs(1006);
+  x->timeMinIs(1006);
+  x->timeMinIs(1002);
+  EXPECT_EQ(manager->clock()->scheduled(), 2u);
+  EXPECT_EQ(KelTest::runUntilIdle(), 2u);
+  EXPECT_EQ(journal, (Journal{"x@1002", "y@1004"}));
+  x->timeMinIs(1010);
+  x->timeMinIs(1011);
+  x->isRegisteredNotifieeIs(false);
+  EXPECT_TRUE(manager->clock()->idle());
+}
+
 TEST_F(KelClockTest, EachRunModeStopsWhereItSays) {
   EXPECT_EQ(manager->runNextPass(), 0u);
   auto tick = alarm("tick"), later = alarm("later");

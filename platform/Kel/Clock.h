@@ -62,6 +62,9 @@ class Clock final : public EntityOf<Clock> {
   };
   void enqueue(NotifieeConst* notifiee) const;
   void dequeue(NotifieeConst* notifiee) const;
+  // Moves the notifiee's request, if it is the last one, to time t at its place; false otherwise.
+  bool renewLast(NotifieeConst* notifiee, double t) const;
+  void runRequest(NotifieeConst* notifiee) const;
   // The scheduled request with this key, or the schedule's end.
   std::vector<Request>::iterator find(const Key& key) const;
 
