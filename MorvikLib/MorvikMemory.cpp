@@ -73,7 +73,10 @@ U8 MorvikMemory::replicationStatusBitmap(const U64& key) const {
 }
 
 void MorvikMemory::replicationStatusBitmapIs(const U64& key, U8 value) {
-  if (!bitmap_.insert(key, value)) return;
+  if (bitmap_.insert(key, value)) bitmapChanged(key, value);
+}
+
+void MorvikMemory::bitmapChanged(const U64& key, U8 value) {
   if (value) {
     U64 lowest = (key << 3) + static_cast<U64>(__builtin_ctz(value));
     if (lowest < pendingLowerBound_) pendingLowerBound_ = lowest;
@@ -106,10 +109,14 @@ void MorvikMemory::replicationStatusIs(const U64& byteOffset, bool state) {
   U64 chunk = byteOffset / remoteCopyChunkSize_;
   U64 key = chunk >> 3;
   U8 bit = static_cast<U8>(1u << (chunk & 7));
-  U8 stored = replicationStatusBitmap(key);
-  // A member whose bits all clear stays in the map with value 0.
-  replicationStatusBitmapIs(key,
-                            state ? static_cast<U8>(stored | bit) : static_cast<U8>(stored & ~bit));
+  // As replicationStatusBitmapIs with the changed byte, in one lookup. A member whose bits all
+  // clear stays in the map with value 0.
+  bool added = false;
+  U8& stored = bitmap_.slot(key, added);
+  const U8 value = state ? static_cast<U8>(stored | bit) : static_cast<U8>(stored & ~bit);
+  if (!added && stored == value) return;
+  stored = value;
+  bitmapChanged(key, value);
 }
 
 void MorvikMemory::setLocal(const MemoryMapping& memory, const MemoryMapping& writableShadow) {

@@ -131,6 +131,8 @@ class MorvikMemory final : public Kel::EntityOf<MorvikMemory> {
 
  private:
   void notifyBitmap(const U64& key);
+  // After a member was stored: keeps the copier's lower bound, then notifies.
+  void bitmapChanged(const U64& key, U8 value);
   // Each built with and without its trace lines (see MorvikMemoryCopier.cpp).
   template <bool kTraced>
   void writeMirrored(U32 byteOffset, Kel::BytePtr data, U32 size);

@@ -172,15 +172,14 @@ void MorvikMemory::copyNextChunk() {
     MORVIK_TRACE(9, "remoteCopyChunk") << kSigChunk << "remoteCopyPending = " << 1;
 }
 
-// A resync copies chunk after chunk: the next one's bytes are asked for now, to arrive while this
-// pass ends and the loop comes round again. A prefetch changes no byte and cannot fault.
+// A resync copies chunk after chunk: the next one's source bytes are asked for now, to arrive while
+// this pass ends and the loop comes round again. Only where chunks stream: regions small enough for
+// plain stores sit in the caches already. A prefetch changes no byte and cannot fault.
 void MorvikMemory::prefetchChunkAfter(U64 offset) const {
   const U64 chunkSize = remoteCopyChunkSize();
   const U64 next = offset + chunkSize;
-  if (next + chunkSize > localMemory().size() || next + chunkSize > remoteMemory().size()) return;
-  prefetchChunk(address::pointer(localMemory().vaddr() + next),
-                address::pointer(remoteMemoryWritableShadow().vaddr() + next), chunkSize,
-                streams(remoteMemory().size(), chunkSize));
+  if (!streams(remoteMemory().size(), chunkSize) || next + chunkSize > localMemory().size()) return;
+  prefetchChunk(address::pointer(localMemory().vaddr() + next), chunkSize);
 }
 
 void MorvikMemory::doSync() {

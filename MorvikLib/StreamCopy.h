@@ -88,20 +88,16 @@ inline bool streams(std::size_t regionSize, std::size_t size) {
 }
 
 // Asks for a chunk's bytes ahead of the pass that copies it, so that memory fetches them while the
-// loop does the rest of its work: the source to read, and, unless the copy streams, the destination
-// to write. One page at most: past it the processor's own prefetchers have caught on. Written as
-// volatile assembly: the compiler takes a function that only prefetches for one without effects,
-// and drops the call.
-inline void prefetchChunk(const void* src, void* dst, std::size_t size, bool streamed) {
+// loop does the rest of its work. One page at most: past it the processor's own prefetchers have
+// caught on. Written as volatile assembly: the compiler takes a function that only prefetches for
+// one without effects, and drops the call.
+inline void prefetchChunk(const void* src, std::size_t size) {
   const auto* from = static_cast<const char*>(src);
-  auto* to = static_cast<char*>(dst);
   for (std::size_t at = 0; at < size && at < 4096; at += 64) {
 #if defined(__x86_64__)
     asm volatile("prefetcht0 %0" : : "m"(from[at]));
-    if (!streamed) asm volatile("prefetchw %0" : : "m"(to[at]));
 #else
     __builtin_prefetch(from + at, 0, 3);
-    if (!streamed) __builtin_prefetch(to + at, 1, 3);
 #endif
   }
 }

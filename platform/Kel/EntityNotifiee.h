@@ -90,7 +90,7 @@ class NotifieeList {
   struct VisitScope {
     explicit VisitScope(NotifieeList& list) : list_(list) { ++list_.visiting_; }
     ~VisitScope() {
-      if (--list_.visiting_ == 0) list_.compact();
+      if (--list_.visiting_ == 0 && list_.holes_) list_.compact();
     }
     NotifieeList& list_;
   };

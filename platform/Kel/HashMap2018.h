@@ -73,17 +73,25 @@ class HashMap2018 {
 
   // Inserts or replaces; returns true when the stored value changed or a member was added.
   bool insert(const K& key, const V& value) {
-    if (Node* node = lookup(key, hashOf(key))) {
-      if (node->member.second == value) return false;
-      node->member.second = value;
-      return true;
-    }
+    bool added = false;
+    V& stored = slot(key, added);
+    if (!added && stored == value) return false;
+    stored = value;
+    return true;
+  }
+
+  // The value of the member with this key, inserted as V() when there was none; `added` tells
+  // which. One lookup for a read followed by a write.
+  V& slot(const K& key, bool& added) {
+    added = false;
+    if (Node* node = lookup(key, hashOf(key))) return node->member.second;
+    added = true;
     if (size_ >= buckets_.size()) grow();
     Node* node = spare_ ? std::exchange(spare_, spare_->next) : new Node;
-    node->member = {key, value};
+    node->member = {key, V()};
     link(node);
     ++size_;
-    return true;
+    return node->member.second;
   }
 
   bool erase(const K& key) {
