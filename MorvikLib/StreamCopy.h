@@ -14,13 +14,23 @@ namespace MorvikLib {
 #if defined(__x86_64__)
 namespace detail {
 
-// Whole 64-byte lines, each loaded and then stored past the cache. The wider registers move a chunk
-// in half the instructions of the 16-byte ones.
+// Whole 64-byte lines, two at a time, each loaded and then stored past the cache. The wider
+// registers move a chunk in half the instructions of the 16-byte ones.
 __attribute__((target("avx2"))) inline void streamLines256(void* dst, const void* src,
                                                            std::size_t size) {
   auto* to = static_cast<__m256i*>(dst);
   const auto* from = static_cast<const __m256i*>(src);
-  for (std::size_t i = 0; i < size / 32; i += 2) {
+  const std::size_t vectors = size / 32;
+  std::size_t i = 0;
+  for (; i + 4 <= vectors; i += 4) {
+    const __m256i a = _mm256_load_si256(from + i), b = _mm256_load_si256(from + i + 1);
+    const __m256i c = _mm256_load_si256(from + i + 2), d = _mm256_load_si256(from + i + 3);
+    _mm256_stream_si256(to + i, a);
+    _mm256_stream_si256(to + i + 1, b);
+    _mm256_stream_si256(to + i + 2, c);
+    _mm256_stream_si256(to + i + 3, d);
+  }
+  if (i < vectors) {
     const __m256i a = _mm256_load_si256(from + i), b = _mm256_load_si256(from + i + 1);
     _mm256_stream_si256(to + i, a);
     _mm256_stream_si256(to + i + 1, b);
@@ -89,15 +99,19 @@ inline bool streams(std::size_t regionSize, std::size_t size) {
 
 // Asks for a chunk's bytes ahead of the pass that copies it, so that memory fetches them while the
 // loop does the rest of its work. One page at most: past it the processor's own prefetchers have
-// caught on. Written as volatile assembly: the compiler takes a function that only prefetches for
-// one without effects, and drops the call.
+// caught on. Four lines at a time, so the last group may reach past `size`: a prefetch cannot
+// fault. Written as volatile assembly: the compiler takes a function that only prefetches for one
+// without effects, and drops the call.
 inline void prefetchChunk(const void* src, std::size_t size) {
   const auto* from = static_cast<const char*>(src);
-  for (std::size_t at = 0; at < size && at < 4096; at += 64) {
+  const std::size_t end = size < 4096 ? size : 4096;
+  for (std::size_t at = 0; at < end; at += 256) {
 #if defined(__x86_64__)
-    asm volatile("prefetcht0 %0" : : "m"(from[at]));
+    asm volatile("prefetcht0 %0\n\tprefetcht0 %1\n\tprefetcht0 %2\n\tprefetcht0 %3"
+                 :
+                 : "m"(from[at]), "m"(from[at + 64]), "m"(from[at + 128]), "m"(from[at + 192]));
 #else
-    __builtin_prefetch(from + at, 0, 3);
+    for (std::size_t line = at; line < at + 256; line += 64) __builtin_prefetch(from + line, 0, 3);
 #endif
   }
 }
