@@ -111,12 +111,12 @@ void MorvikMemory::replicationStatusIs(const U64& byteOffset, bool state) {
   U8 bit = static_cast<U8>(1u << (chunk & 7));
   // As replicationStatusBitmapIs with the changed byte, in one lookup. A member whose bits all
   // clear stays in the map with value 0.
-  bool added = false;
-  U8& stored = bitmap_.slot(key, added);
-  const U8 value = state ? static_cast<U8>(stored | bit) : static_cast<U8>(stored & ~bit);
-  if (!added && stored == value) return;
-  stored = value;
-  bitmapChanged(key, value);
+  U8 value = 0;
+  if (bitmap_.update(key, [&](U8 stored) {
+        return value = state ? static_cast<U8>(stored | bit) : static_cast<U8>(stored & ~bit);
+      })) {
+    bitmapChanged(key, value);
+  }
 }
 
 void MorvikMemory::setLocal(const MemoryMapping& memory, const MemoryMapping& writableShadow) {

@@ -14,10 +14,9 @@ namespace MorvikLib {
 #if defined(__x86_64__)
 namespace detail {
 
-// Whole 64-byte lines, two at a time, each loaded and then stored past the cache. The wider
-// registers move a chunk in half the instructions of the 16-byte ones.
-__attribute__((target("avx2"))) inline void streamLines256(void* dst, const void* src,
-                                                           std::size_t size) {
+// Whole 64-byte lines, two at a time, each loaded and then stored past the cache.
+__attribute__((target("avx2"))) inline void streamLines(void* dst, const void* src,
+                                                        std::size_t size) {
   auto* to = static_cast<__m256i*>(dst);
   const auto* from = static_cast<const __m256i*>(src);
   const std::size_t vectors = size / 32;
@@ -37,19 +36,6 @@ __attribute__((target("avx2"))) inline void streamLines256(void* dst, const void
   }
 }
 
-inline void streamLines128(void* dst, const void* src, std::size_t size) {
-  auto* to = static_cast<__m128i*>(dst);
-  const auto* from = static_cast<const __m128i*>(src);
-  for (std::size_t i = 0; i < size / 16; i += 4) {
-    const __m128i a = _mm_load_si128(from + i), b = _mm_load_si128(from + i + 1);
-    const __m128i c = _mm_load_si128(from + i + 2), d = _mm_load_si128(from + i + 3);
-    _mm_stream_si128(to + i, a);
-    _mm_stream_si128(to + i + 1, b);
-    _mm_stream_si128(to + i + 2, c);
-    _mm_stream_si128(to + i + 3, d);
-  }
-}
-
 inline bool hasAvx2() {
   static const bool avx2 = __builtin_cpu_supports("avx2");
   return avx2;
@@ -58,20 +44,17 @@ inline bool hasAvx2() {
 }  // namespace detail
 #endif
 
-// Copies with stores that bypass the cache when both ends are 16-byte aligned and the size is a
-// whole number of 64-byte lines, and with memcpy otherwise. The fence at the end makes the bytes
-// visible no later than plain stores would.
+// Copies with stores that bypass the cache when the processor has AVX2, both ends are 32-byte
+// aligned (a chunk of a mapped region always is) and the size is a whole number of 64-byte lines,
+// and with memcpy otherwise. The fence at the end makes the bytes visible no later than plain
+// stores would.
 inline void streamCopy(void* dst, const void* src, std::size_t size) {
 #if defined(__x86_64__)
-  const auto aligned = [](const void* p, std::uintptr_t to) {
-    return (reinterpret_cast<std::uintptr_t>(p) & (to - 1)) == 0;
+  const auto aligned = [](const void* p) {
+    return (reinterpret_cast<std::uintptr_t>(p) & 31) == 0;
   };
-  if (aligned(dst, 16) && aligned(src, 16) && size % 64 == 0) {
-    if (aligned(dst, 32) && aligned(src, 32) && detail::hasAvx2()) {
-      detail::streamLines256(dst, src, size);
-    } else {
-      detail::streamLines128(dst, src, size);
-    }
+  if (aligned(dst) && aligned(src) && size % 64 == 0 && detail::hasAvx2()) {
+    detail::streamLines(dst, src, size);
     _mm_sfence();
     return;
   }

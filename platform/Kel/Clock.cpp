@@ -34,15 +34,10 @@ void Clock::NotifieeConst::cancel() {
 // A new request has the highest sequence yet: it goes after every request of its time or earlier.
 void Clock::enqueue(NotifieeConst* notifiee) const {
   notifiee->key_ = {notifiee->time_, sequence_++};
-  const Request request{notifiee->key_, notifiee};
-  if (schedule_.empty() || schedule_.back().key.first <= notifiee->time_) {
-    schedule_.push_back(request);
-  } else {
-    const auto at =
-        std::upper_bound(schedule_.begin(), schedule_.end(), notifiee->time_,
-                         [](double time, const Request& r) { return time < r.key.first; });
-    schedule_.insert(at, request);
-  }
+  const auto at = std::upper_bound(
+      schedule_.begin(), schedule_.end(), notifiee->time_,
+      [](double time, const Request& request) { return time < request.key.first; });
+  schedule_.insert(at, Request{notifiee->key_, notifiee});
   notifiee->scheduled_ = true;
 }
 

@@ -73,25 +73,26 @@ class HashMap2018 {
 
   // Inserts or replaces; returns true when the stored value changed or a member was added.
   bool insert(const K& key, const V& value) {
-    bool added = false;
-    V& stored = slot(key, added);
-    if (!added && stored == value) return false;
-    stored = value;
-    return true;
+    return update(key, [&value](const V&) { return value; });
   }
 
-  // The value of the member with this key, inserted as V() when there was none; `added` tells
-  // which. One lookup for a read followed by a write.
-  V& slot(const K& key, bool& added) {
-    added = false;
-    if (Node* node = lookup(key, hashOf(key))) return node->member.second;
-    added = true;
+  // Stores next(current value), V() standing for an absent member, in one lookup; returns true
+  // when the stored value changed or a member was added.
+  template <class F>
+  bool update(const K& key, F&& next) {
+    if (Node* node = lookup(key, hashOf(key))) {
+      const V value = next(static_cast<const V&>(node->member.second));
+      if (node->member.second == value) return false;
+      node->member.second = value;
+      return true;
+    }
+    const V value = next(V());
     if (size_ >= buckets_.size()) grow();
     Node* node = spare_ ? std::exchange(spare_, spare_->next) : new Node;
-    node->member = {key, V()};
+    node->member = {key, value};
     link(node);
     ++size_;
-    return node->member.second;
+    return true;
   }
 
   bool erase(const K& key) {
