@@ -1,4 +1,5 @@
-// Feature-facing data operations: reads, and writes that land locally and are then mirrored.
+// Feature-facing data operations beside the write: reads, fills and copies that land locally and
+// are then mirrored. doWrite itself lives with the mirror (MorvikMemoryCopier.cpp).
 #include <cstdint>
 #include <cstring>
 #include <ostream>
@@ -7,9 +8,6 @@
 #include "MorvikLib/Address.h"
 #include "MorvikLib/MorvikMemory.h"
 #include "MorvikLib/Trace.h"
-#include "Tralux/BlockTimer.h"
-#include "Tralux/MsgDesc.h"
-#include "Tralux/TraceHandle.h"
 
 namespace MorvikLib {
 
@@ -17,35 +15,12 @@ namespace {
 
 constexpr const char* kSigRead =
     "void MorvikLib::MorvikMemory::doRead(U32, Kel::BytePtr, U32) const";
-constexpr const char* kSigWrite = "void MorvikLib::MorvikMemory::doWrite(U32, Kel::BytePtr, U32)";
 constexpr const char* kSigSet = "void MorvikLib::MorvikMemory::doSet(U32, U32, U32)";
 constexpr const char* kSigCopy = "void MorvikLib::MorvikMemory::doCopy(U32, U32, U32)";
 constexpr const char* kSigRemoteSet =
     "void MorvikLib::MorvikMemory::remoteSet(U32, U32, U32) const";
 
-Tralux::MsgDesc& doWriteTimerDesc() {
-  static U32 messageId = 0;
-  static Tralux::MsgDesc* desc = [] {
-    auto* d = new Tralux::MsgDesc(Tralux::defaultTraluxHandle().mtTraceFile(), &messageId,
-                                  "MorvikLib", __LINE__, true);
-    *d << "doWrite";
-    d->finish();
-    return d;
-  }();
-  return *desc;
-}
-
 }  // namespace
-
-void MorvikMemory::doWrite(U32 byteOffset, Kel::BytePtr data, U32 size) {
-  Tralux::BlockTimer timer(doWriteTimerDesc());
-  // The setter's own comparison, inline: a write does not pay a call to learn the flag is set.
-  if (!ignoreChecksum()) ignoreChecksumIs(true);
-  KEL_ASSERT_TEXT(localMemory().size() >= static_cast<U32>(byteOffset + size),
-                  "localMemory().size() >= ( byteOffset + size )", kSigWrite);
-  if (tracing(9)) return writeMirrored<true>(byteOffset, data, size);
-  writeMirrored<false>(byteOffset, data, size);
-}
 
 void MorvikMemory::doWrite_py(U32 byteOffset, const U64& data, U32 size) {
   doWrite(byteOffset, address::buffer(data), size);
