@@ -62,43 +62,28 @@ std::vector<Clock::Request>::iterator Clock::find(const Key& key) const {
   return at != schedule_.end() && at->key == key ? at : schedule_.end();
 }
 
+// Runs, in order of key, the requests that were due when the pass began and are still scheduled
+// when their turn comes: earlier handlers may cancel, re-arm or destroy later ones, and a handler
+// may run a pass of its own. Every key made from here on, "now" included, has a sequence of at
+// least `first`, so whatever a handler asks for waits for a later pass.
 std::size_t Clock::runPass(double now) const {
-  if (schedule_.empty() || schedule_.front().key.first > now) return 0;
-  // One request due, the loop's usual case: nothing after it can run in this pass.
-  if (schedule_.size() == 1 || schedule_[1].key.first > now) {
-    NotifieeConst* notifiee = schedule_.front().notifiee;
-    schedule_.erase(schedule_.begin());
-    runRequest(notifiee);
-    return 1;
-  }
-  // A handler may run a pass of its own, so each pass works on its own list of due requests. It
-  // borrows the spare list and hands it back, so a steady loop allocates nothing.
-  std::vector<std::pair<double, std::uint64_t>> due = std::move(due_);
-  due.clear();
-  for (const Request& request : schedule_) {
-    if (request.key.first > now) break;
-    due.push_back(request.key);
-  }
+  const std::uint64_t first = sequence_;
   std::size_t ran = 0;
-  // Earlier handlers may cancel, re-arm or destroy later ones: look each up again.
-  for (const auto& key : due) {
-    const auto it = find(key);
-    if (it == schedule_.end()) continue;
+  for (auto it = schedule_.begin(); it != schedule_.end() && it->key.first <= now;) {
+    if (it->key.second >= first) {
+      ++it;
+      continue;
+    }
     NotifieeConst* notifiee = it->notifiee;
     schedule_.erase(it);
-    runRequest(notifiee);
+    notifiee->scheduled_ = false;
+    notifiee->requested_ = false;
+    Ptr<NotifieeConst> hold(notifiee);
+    notifiee->onTime();
     ++ran;
+    it = schedule_.begin();
   }
-  if (due.capacity() > due_.capacity()) due_ = std::move(due);
   return ran;
-}
-
-// The request has left the schedule: whatever the handler asks for runs on a later pass.
-void Clock::runRequest(NotifieeConst* notifiee) const {
-  notifiee->scheduled_ = false;
-  notifiee->requested_ = false;
-  Ptr<NotifieeConst> hold(notifiee);
-  notifiee->onTime();
 }
 
 }  // namespace Kel

@@ -64,7 +64,6 @@ class Clock final : public EntityOf<Clock> {
   void dequeue(NotifieeConst* notifiee) const;
   // Moves the notifiee's request, if it is the last one, to time t at its place; false otherwise.
   bool renewLast(NotifieeConst* notifiee, double t) const;
-  void runRequest(NotifieeConst* notifiee) const;
   // The scheduled request with this key, or the schedule's end.
   std::vector<Request>::iterator find(const Key& key) const;
 
@@ -74,7 +73,6 @@ class Clock final : public EntityOf<Clock> {
   // one chunk per pass) allocates nothing; a few requests at a time are the rule, so a sorted
   // vector beats a tree.
   mutable std::vector<Request> schedule_;
-  mutable std::vector<Key> due_;
   mutable std::uint64_t sequence_ = 0;
 };
 
