@@ -22,7 +22,10 @@ BENCH_DIR := $(BUILD_ROOT)/bench
 DEMO_BIN ?= $(RELEASE_DIR)/tools/sim/morvik_sim
 DEMO_ARGS ?= --plot $(BUILD_ROOT)/demo-timeline.png
 # Every benchmark's figure is the median of three repetitions: the machines are shared and noisy.
-BENCH_ARGS ?= --benchmark_repetitions=3 --benchmark_report_aggregates_only=true
+# The repetitions of all a program's benchmarks run in random order, so a figure and the baseline it
+# is divided by meet the same spells of load rather than one of them catching a slow one alone.
+BENCH_ARGS ?= --benchmark_repetitions=3 --benchmark_report_aggregates_only=true \
+  --benchmark_enable_random_interleaving=true
 # Seconds each fuzz target runs.
 FUZZ_TIME ?= 30
 # The property test of the Python module's checked surface: `make test` runs a few batches with a
